@@ -1,0 +1,4 @@
+// Entry of the music player front end.
+#include "app/startup.h"
+
+int main(int argc, char** argv) { return mp_main(argc, argv); }

@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building, running and testing need, when missing.
+# Runs unattended (no standard input); needs root, or sudo, only when something is missing.
+set -euo pipefail
+
+packages=(
+    cmake g++ make pkg-config
+    libsdl2-dev libsdl2-ttf-dev libsdl2-image-dev
+    libfftw3-dev libcjson-dev
+    libgtest-dev libbenchmark-dev
+    clang libclang-rt-14-dev
+    fonts-wqy-microhei fonts-dejavu-core
+    libgl1-mesa-dri libegl1 libgles2
+)
+[ "${MP_DEPS_EXTRA:-}" ] && packages+=(${MP_DEPS_EXTRA})
+
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "installing: ${missing[*]}"
+SUDO=""
+[ "$(id -u)" -ne 0 ] && SUDO="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -q </dev/null
+$SUDO apt-get install -y -q --no-install-recommends "${missing[@]}" </dev/null

@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Builds and runs the whole test suite: a release build, the same suite under
+# AddressSanitizer+UndefinedBehaviorSanitizer and under ThreadSanitizer, then every
+# libFuzzer target for a bounded time. Any failure fails the script.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+tools/deps.sh
+
+jobs=$(nproc)
+fuzz_seconds=${FUZZ_SECONDS:-30}
+export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0"
+export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:suppressions=$PWD/tools/tsan.supp"
+
+# Each build has its own device root inside its build folder, so builds and test runs
+# never share the service's files.
+run_suite() {
+    local name=$1
+    shift
+    local dir=build-test-$name
+    echo "=== suite: $name"
+    cmake -S . -B "$dir" -DDEVICE_ROOT="$PWD/$dir/devroot" "$@" >/dev/null
+    cmake --build "$dir" -j"$jobs"
+    (cd "$dir" && ctest --output-on-failure -j"$jobs")
+}
+
+run_suite release -DCMAKE_BUILD_TYPE=Release
+run_suite asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMP_SANITIZE=address -DMP_BENCH=OFF
+run_suite tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMP_SANITIZE=thread -DMP_BENCH=OFF
+
+# Fuzz targets: fuzz/<name>/ builds build-test-fuzz/fuzzers/fuzz_<name> with seeds in fuzz/<name>/corpus.
+fuzz_dirs=$(find fuzz -mindepth 2 -maxdepth 2 -name CMakeLists.txt -printf '%h\n' 2>/dev/null | sort || true)
+if [ -n "$fuzz_dirs" ]; then
+    echo "=== fuzzing, ${fuzz_seconds}s per target"
+    dir=build-test-fuzz
+    CC=clang CXX=clang++ cmake -S . -B "$dir" -DDEVICE_ROOT="$PWD/$dir/devroot" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DMP_FUZZ=ON -DMP_SANITIZE=address -DMP_TESTS=OFF -DMP_BENCH=OFF >/dev/null
+    cmake --build "$dir" -j"$jobs"
+    for d in $fuzz_dirs; do
+        name=$(basename "$d")
+        work="$dir/corpus-$name"
+        rm -rf "$work" && mkdir -p "$work"
+        echo "--- fuzz_$name"
+        "$dir/fuzzers/fuzz_$name" -max_total_time="$fuzz_seconds" -print_final_stats=1 -artifact_prefix="$dir/" \
+            "$work" "$d/corpus" 2>"$dir/fuzz_$name.log" || { tail -n 60 "$dir/fuzz_$name.log"; exit 1; }
+        grep -E 'stat::number_of_executed_units|stat::average_exec_per_sec' "$dir/fuzz_$name.log" || true
+    done
+fi
+echo "all suites passed"
