@@ -1,4 +1,6 @@
 // Entry of the music player front end.
 #include "app/startup.h"
 
-int main(int argc, char** argv) { return mp_main(argc, argv); }
+int main(int argc, char** argv) {
+    return mp_main(argc, argv);
+}

@@ -12,6 +12,10 @@ void initLogger(int enable);
 // each call reaches standard error and the log file as one whole write.
 void tprintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+// Whether tprintf also writes to standard error (on by default). Fuzz targets and
+// benchmarks turn it off so that logging does not drown their own output.
+void tprintfToStderr(bool enabled);
+
 // Monotonic time in milliseconds.
 long systemms();
 

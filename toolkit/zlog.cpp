@@ -17,6 +17,7 @@ namespace {
 
 std::mutex sLogLock;
 int sLogFd = -1;
+bool sLogToStderr = true;
 
 // Writes all bytes, continuing after short writes and signals.
 void writeAll(int fd, const char* data, size_t size) {
@@ -93,11 +94,17 @@ void tprintf(const char* format, ...) {
     {
         // One lock around both sinks keeps lines whole and in the same order in each.
         std::lock_guard<std::mutex> guard(sLogLock);
-        writeAll(STDERR_FILENO, text, static_cast<size_t>(length));
+        if (sLogToStderr)
+            writeAll(STDERR_FILENO, text, static_cast<size_t>(length));
         if (sLogFd >= 0)
             writeAll(sLogFd, text, static_cast<size_t>(length));
     }
     free(heap);
+}
+
+void tprintfToStderr(bool enabled) {
+    std::lock_guard<std::mutex> guard(sLogLock);
+    sLogToStderr = enabled;
 }
 
 long systemms() {
@@ -124,7 +131,8 @@ int loadContent(const char* path, FILE* file, char** text) {
     if (!block) {
         if (sContentCount == sContentCapacity) {
             size_t capacity = sContentCapacity ? sContentCapacity * 2 : 8;
-            auto* grown = static_cast<ContentBlock*>(realloc(sContentBlocks, capacity * sizeof(ContentBlock)));
+            auto* grown =
+                static_cast<ContentBlock*>(realloc(sContentBlocks, capacity * sizeof(ContentBlock)));
             if (!grown)
                 return -1;
             sContentBlocks = grown;

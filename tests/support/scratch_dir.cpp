@@ -16,7 +16,9 @@ ScratchDir::ScratchDir(const char* tag) {
     mPath = made ? made : base;
 }
 
-ScratchDir::~ScratchDir() { removeTree(mPath); }
+ScratchDir::~ScratchDir() {
+    removeTree(mPath);
+}
 
 void writeFile(const std::string& path, const std::string& content) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -42,6 +44,10 @@ void makeDirs(const std::string& path) {
     }
 }
 
-static int removeEntry(const char* path, const struct stat*, int, struct FTW*) { return remove(path); }
+static int removeEntry(const char* path, const struct stat*, int, struct FTW*) {
+    return remove(path);
+}
 
-void removeTree(const std::string& path) { nftw(path.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS); }
+void removeTree(const std::string& path) {
+    nftw(path.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
+}

@@ -1,0 +1,117 @@
+#include "service/commands.h"
+
+#include "app/device_paths.h"
+#include "service/wire.h"
+
+#include <cjson/cJSON.h>
+#include <cstdlib>
+#include <sys/socket.h>
+#include <unistd.h>
+
+std::vector<std::string> sFavoritePathList;
+
+namespace {
+
+int connectService() {
+    return socket_local_client(MP_SERVICE_SOCKET_NAME, kLocalNamespaceAbstract, SOCK_STREAM);
+}
+
+// Member "name" of the reply to "cmd" when it is a number, else -1.
+int queryNumber(const char* cmd, const char* name) {
+    char* reply = wr_cmd2(cmd);
+    if (!reply)
+        return -1;
+    int result = -1;
+    cJSON* root = cJSON_Parse(reply);
+    if (root) {
+        cJSON* item = cJSON_GetObjectItem(root, name);
+        if (item && cJSON_IsNumber(item))
+            result = item->valueint;
+        cJSON_Delete(root);
+    }
+    free(reply);
+    return result;
+}
+
+} // namespace
+
+int setPlayMode(PlayMode mode) {
+    int fd = connectService();
+    if (fd < 0)
+        return -1;
+    int result = send_request_number(fd, "set_play_mode", "mode", static_cast<int>(mode));
+    close(fd);
+    return result;
+}
+
+int setvolume(int volume) {
+    int fd = connectService();
+    if (fd < 0)
+        return -1;
+    int result = send_request_number(fd, "set_volume", "volume", volume);
+    close(fd);
+    return result;
+}
+
+int noarg_cmd(const char* cmd) {
+    int fd = connectService();
+    if (fd < 0)
+        return -1;
+    int result = send_request(fd, cmd);
+    close(fd);
+    return result;
+}
+
+int filepath_cmd(const char* cmd, const char* path) {
+    int fd = connectService();
+    if (fd < 0)
+        return -1;
+    int result = send_request_string(fd, cmd, "path", path);
+    close(fd);
+    return result;
+}
+
+extern "C" int pause(void) {
+    return noarg_cmd("pause");
+}
+
+int seek_cmd(int ms) {
+    int fd = connectService();
+    if (fd < 0)
+        return -1;
+    int result = send_request_number(fd, "seek", "ms", ms);
+    close(fd);
+    return result;
+}
+
+int getCurrentListType() {
+    return queryNumber("get_current_list_type", "listtype");
+}
+
+int getPlayMode() {
+    return queryNumber("get_play_mode", "mode");
+}
+
+void fetchFavoriteList() {
+    char* reply = wr_cmd2("get_favorite_list");
+    if (!reply)
+        return;
+    cJSON* root = cJSON_Parse(reply);
+    if (!root) {
+        free(reply);
+        return;
+    }
+    sFavoritePathList.clear();
+    cJSON* list = cJSON_GetObjectItem(root, "list");
+    if (list) {
+        int count = cJSON_GetArraySize(list);
+        for (int i = 0; i < count; ++i) {
+            cJSON* element = cJSON_GetArrayItem(list, i);
+            cJSON* path = element ? cJSON_GetObjectItem(element, "path") : nullptr;
+            if (path && cJSON_IsString(path) && path->valuestring)
+                sFavoritePathList.emplace_back(path->valuestring);
+        }
+    }
+    cJSON_Delete(root);
+    free(reply);
+}
