@@ -7,7 +7,9 @@
 
 #include <cstdlib>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -121,4 +123,20 @@ TEST(PlayerBinary, SingleFileStartSendsTheFourRequestsInOrder) {
 
 TEST(PlayerBinary, WithoutServiceExitsZero) {
     EXPECT_EQ(runPlayer("-f /x/y/song.flac"), 0);
+}
+
+TEST(PlayerBinary, DirectoryOptionIsCreatedWhileTheFileChoosesTheRoot) {
+    std::string base = "/tmp/mp-test-startup-" + std::to_string(getpid());
+    std::string library = base + "-lib";
+    rmdir(library.c_str());
+    FakeService service;
+    ASSERT_TRUE(service.start());
+    EXPECT_EQ(runPlayer("-d " + library + " -f /x/y/song.flac"), 0);
+    struct stat info;
+    EXPECT_EQ(stat(library.c_str(), &info), 0);
+    EXPECT_TRUE(S_ISDIR(info.st_mode));
+    auto frames = service.frames();
+    ASSERT_FALSE(frames.empty());
+    EXPECT_EQ(frames[0].body, "{\n\t\"cmd\":\t\"set_play_dir\",\n\t\"path\":\t\"/x/y\"\n}");
+    rmdir(library.c_str());
 }
