@@ -12,8 +12,14 @@ std::vector<std::string> sFavoritePathList;
 
 namespace {
 
-int connectService() {
-    return socket_local_client(MP_SERVICE_SOCKET_NAME, kLocalNamespaceAbstract, SOCK_STREAM);
+// A one-way command: connect, send, close; -1 when the service is unreachable.
+template <typename Send> int sendOneWay(Send send) {
+    int fd = socket_local_client(MP_SERVICE_SOCKET_NAME, kLocalNamespaceAbstract, SOCK_STREAM);
+    if (fd < 0)
+        return -1;
+    int result = send(fd);
+    close(fd);
+    return result;
 }
 
 // Member "name" of the reply to "cmd" when it is a number, else -1.
@@ -36,39 +42,20 @@ int queryNumber(const char* cmd, const char* name) {
 } // namespace
 
 int setPlayMode(PlayMode mode) {
-    int fd = connectService();
-    if (fd < 0)
-        return -1;
-    int result = send_request_number(fd, "set_play_mode", "mode", static_cast<int>(mode));
-    close(fd);
-    return result;
+    return sendOneWay(
+        [=](int fd) { return send_request_number(fd, "set_play_mode", "mode", static_cast<int>(mode)); });
 }
 
 int setvolume(int volume) {
-    int fd = connectService();
-    if (fd < 0)
-        return -1;
-    int result = send_request_number(fd, "set_volume", "volume", volume);
-    close(fd);
-    return result;
+    return sendOneWay([=](int fd) { return send_request_number(fd, "set_volume", "volume", volume); });
 }
 
 int noarg_cmd(const char* cmd) {
-    int fd = connectService();
-    if (fd < 0)
-        return -1;
-    int result = send_request(fd, cmd);
-    close(fd);
-    return result;
+    return sendOneWay([=](int fd) { return send_request(fd, cmd); });
 }
 
 int filepath_cmd(const char* cmd, const char* path) {
-    int fd = connectService();
-    if (fd < 0)
-        return -1;
-    int result = send_request_string(fd, cmd, "path", path);
-    close(fd);
-    return result;
+    return sendOneWay([=](int fd) { return send_request_string(fd, cmd, "path", path); });
 }
 
 extern "C" int pause(void) {
@@ -76,12 +63,7 @@ extern "C" int pause(void) {
 }
 
 int seek_cmd(int ms) {
-    int fd = connectService();
-    if (fd < 0)
-        return -1;
-    int result = send_request_number(fd, "seek", "ms", ms);
-    close(fd);
-    return result;
+    return sendOneWay([=](int fd) { return send_request_number(fd, "seek", "ms", ms); });
 }
 
 int getCurrentListType() {

@@ -97,6 +97,20 @@ int sendObject(int fd, cJSON* request) {
     return result;
 }
 
+// A request object whose first member is "cmd".
+cJSON* newRequest(const char* cmd) {
+    cJSON* request = cJSON_CreateObject();
+    if (request)
+        cJSON_AddStringToObject(request, "cmd", cmd);
+    return request;
+}
+
+int sendAndDelete(int fd, cJSON* request) {
+    int result = sendObject(fd, request);
+    cJSON_Delete(request);
+    return result;
+}
+
 } // namespace
 
 int socket_local_client(const char* name, int nameSpace, int type) {
@@ -123,35 +137,24 @@ int socket_local_client(const char* name, int nameSpace, int type) {
 }
 
 int send_request(int fd, const char* cmd) {
-    cJSON* request = cJSON_CreateObject();
-    if (!request)
-        return -1;
-    cJSON_AddStringToObject(request, "cmd", cmd);
-    int result = sendObject(fd, request);
-    cJSON_Delete(request);
-    return result;
+    cJSON* request = newRequest(cmd);
+    return request ? sendAndDelete(fd, request) : -1;
 }
 
 int send_request_string(int fd, const char* cmd, const char* name, const char* value) {
-    cJSON* request = cJSON_CreateObject();
+    cJSON* request = newRequest(cmd);
     if (!request)
         return -1;
-    cJSON_AddStringToObject(request, "cmd", cmd);
     cJSON_AddStringToObject(request, name, value);
-    int result = sendObject(fd, request);
-    cJSON_Delete(request);
-    return result;
+    return sendAndDelete(fd, request);
 }
 
 int send_request_number(int fd, const char* cmd, const char* name, int value) {
-    cJSON* request = cJSON_CreateObject();
+    cJSON* request = newRequest(cmd);
     if (!request)
         return -1;
-    cJSON_AddStringToObject(request, "cmd", cmd);
     cJSON_AddNumberToObject(request, name, value);
-    int result = sendObject(fd, request);
-    cJSON_Delete(request);
-    return result;
+    return sendAndDelete(fd, request);
 }
 
 char* read_reply(int fd) {
