@@ -43,5 +43,3 @@ void sizes(benchmark::internal::Benchmark* bench) {
 
 BENCHMARK_TEMPLATE(blurBench, false)->Name("BlurPlainO2")->Apply(sizes);
 BENCHMARK_TEMPLATE(blurBench, true)->Name("BlurFast")->Apply(sizes);
-
-BENCHMARK_MAIN();
