@@ -1,0 +1,15 @@
+// The five user settings, read directly by the screens, and their JSON file.
+#pragma once
+
+extern bool gCoverBackground;
+extern bool gVisualization;
+extern bool gBackgroundPlay;
+extern int s_curEffectIndex;
+extern int gMusicVolume;
+
+// Reads the configuration file once at start-up; a missing or broken file leaves the
+// built-in defaults, and a member that is no JSON number leaves its variable alone.
+void loadPlayerConfig();
+// Rewrites the whole file from the five variables; a file that cannot be written is
+// dropped silently. Always 0.
+int savePlayerConfig();
