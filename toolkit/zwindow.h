@@ -84,6 +84,9 @@ public:
     virtual void enterAnim();
     virtual void exitAnim();
     virtual const char* getTitle();
+    // Floating windows (popups, dialogs) are drawn over the window beneath them. Not a
+    // virtual of the device's toolkit; it follows the slots the program overrides.
+    virtual bool isFloating();
 
     // Title bar with the window's title.
     int drawNavBar(int flags);
@@ -99,6 +102,12 @@ void runWindows(std::vector<ZelmorWindow*>& windows);
 int wait_event(SDL_Event* event);
 void add2PopupList(ZelmorWindow* window);
 void setZelmorWindowFps(int fps, int maxFps);
+// One pass of the loop: the top window's input, the result acted on, the frame drawn.
+// Returns the top window's result, or kWinResultQuit when the loop is to end.
+int runWindowsStep(std::vector<ZelmorWindow*>& windows);
+// The browser of the top window registers here to enter the folder that a row's
+// USER_EVENT_OPEN_FOLDER names; wait_event calls it with the event's path text.
+extern int (*gFolderEventHandler)(const char* path);
 
 // Screen.
 int ScreenInit(int width, int height, int depth, int flags);

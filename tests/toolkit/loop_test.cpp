@@ -1,0 +1,217 @@
+// The window loop's results, the wait for input, key mapping, the shared key table and
+// the language table.
+#include "app/default_strings.h"
+#include "scratch_dir.h"
+#include "screen_fixture.h"
+#include "shmvar.h"
+
+#include <chrono>
+#include <cstdlib>
+
+extern int gZwLanguage;
+
+namespace {
+
+struct ScriptedWindow : ZelmorWindow {
+    ScriptedWindow(int kind, std::vector<int> results, int* deleted, int* refreshed)
+        : ZelmorWindow(8, kind), mResults(std::move(results)), mDeleted(deleted), mRefreshed(refreshed) {}
+    ~ScriptedWindow() override { ++*mDeleted; }
+    int eventHandling() override {
+        if (mNext >= mResults.size())
+            return 0;
+        return mResults[mNext++];
+    }
+    void refresh() override { ++*mRefreshed; }
+    std::vector<int> mResults;
+    size_t mNext = 0;
+    int* mDeleted;
+    int* mRefreshed;
+};
+
+SDL_Event keyDown(SDL_Keycode key) {
+    SDL_Event event;
+    SDL_zero(event);
+    event.type = SDL_KEYDOWN;
+    event.key.keysym.sym = key;
+    return event;
+}
+
+SDL_Event buttonDown(Uint8 button) {
+    SDL_Event event;
+    SDL_zero(event);
+    event.type = SDL_CONTROLLERBUTTONDOWN;
+    event.cbutton.button = button;
+    return event;
+}
+
+long elapsedMs(std::chrono::steady_clock::time_point start) {
+    return static_cast<long>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
+            .count());
+}
+
+} // namespace
+
+TEST_F(ScreenTest, LoopResults) {
+    int deleted = 0, refreshed = 0;
+    std::vector<ZelmorWindow*> windows;
+    windows.push_back(new ScriptedWindow(0, {}, &deleted, &refreshed));
+    std::vector<int> results;
+    for (int key = 1; key <= 15; ++key)
+        results.push_back(key);
+    results.push_back(kWinResultPopup);
+    results.push_back(kWinResultClose);
+    windows.push_back(new ScriptedWindow(1, results, &deleted, &refreshed));
+    for (int key = 1; key <= 15; ++key) {
+        EXPECT_EQ(runWindowsStep(windows), key);
+        EXPECT_EQ(windows.size(), 2u) << "result " << key << " changes nothing";
+    }
+    // A popup queued during the step comes up on the popup result.
+    add2PopupList(new ScriptedWindow(-1, {kWinResultClose}, &deleted, &refreshed));
+    EXPECT_EQ(runWindowsStep(windows), kWinResultPopup);
+    ASSERT_EQ(windows.size(), 3u);
+    EXPECT_EQ(windows.back()->mKind, -1);
+    // The popup closes: deleted, and the window under it is refreshed.
+    EXPECT_EQ(runWindowsStep(windows), kWinResultClose);
+    EXPECT_EQ(windows.size(), 2u);
+    EXPECT_EQ(deleted, 1);
+    EXPECT_EQ(refreshed, 1);
+    EXPECT_EQ(runWindowsStep(windows), kWinResultClose);
+    EXPECT_EQ(windows.size(), 1u);
+    EXPECT_EQ(deleted, 2);
+
+    windows.push_back(new ScriptedWindow(1, {kWinResultQuit}, &deleted, &refreshed));
+    runWindows(windows);
+    EXPECT_EQ(windows.size(), 2u) << "quit leaves the loop without closing";
+    for (ZelmorWindow* window : windows)
+        delete window;
+}
+
+TEST_F(ScreenTest, WaitEndsOnTickAndKeysAndKeepsTheFrameRate) {
+    setZelmorWindowFps(1, 1);
+    wait_event(nullptr); // start a frame
+    SDL_Event tick;
+    SDL_zero(tick);
+    tick.type = SDL_USEREVENT;
+    tick.user.code = USER_EVENT_STATUS_TICK;
+    SDL_PushEvent(&tick);
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(wait_event(nullptr), kKeyNone);
+    EXPECT_LT(elapsedMs(start), 500) << "the status tick ends the wait";
+
+    SDL_Event key = keyDown(SDLK_RETURN);
+    SDL_PushEvent(&key);
+    EXPECT_EQ(wait_event(nullptr), kKeyPrimary);
+    SDL_Event up = key;
+    up.type = SDL_KEYUP;
+    SDL_PushEvent(&up);
+
+    setZelmorWindowFps(60, 60);
+    wait_event(nullptr);
+    start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 30; ++i)
+        EXPECT_EQ(wait_event(nullptr), kKeyNone);
+    double period = elapsedMs(start) / 30.0;
+    EXPECT_GT(period, 12.0);
+    EXPECT_LT(period, 40.0);
+}
+
+TEST_F(ScreenTest, HeldDirectionRepeats) {
+    setZelmorWindowFps(60, 60);
+    SDL_Event down = keyDown(SDLK_DOWN);
+    SDL_PushEvent(&down);
+    EXPECT_EQ(wait_event(nullptr), kKeyDown);
+    auto start = std::chrono::steady_clock::now();
+    int repeats = 0;
+    while (elapsedMs(start) < 700)
+        repeats += wait_event(nullptr) == kKeyDown;
+    // After ~400 ms, one every ~80 ms: about 3 to 4 in 700 ms.
+    EXPECT_GE(repeats, 2);
+    EXPECT_LE(repeats, 6);
+    SDL_Event up = down;
+    up.type = SDL_KEYUP;
+    SDL_PushEvent(&up);
+    wait_event(nullptr);
+    start = std::chrono::steady_clock::now();
+    repeats = 0;
+    while (elapsedMs(start) < 300)
+        repeats += wait_event(nullptr) == kKeyDown;
+    EXPECT_EQ(repeats, 0);
+}
+
+TEST(KeyMapping, KeyboardAndController) {
+    const std::pair<SDL_Keycode, int> keys[] = {{SDLK_UP, kKeyUp},
+                                                {SDLK_DOWN, kKeyDown},
+                                                {SDLK_LEFT, kKeyLeft},
+                                                {SDLK_RIGHT, kKeyRight},
+                                                {SDLK_RETURN, kKeyPrimary},
+                                                {SDLK_ESCAPE, kKeySecondary},
+                                                {SDLK_BACKSPACE, kKeySecondary},
+                                                {SDLK_x, kKeyX},
+                                                {SDLK_y, kKeyY},
+                                                {SDLK_SPACE, kKeyStart},
+                                                {SDLK_TAB, kKeySelect},
+                                                {SDLK_m, kKeyMenu},
+                                                {SDLK_q, kKeyL},
+                                                {SDLK_w, kKeyR},
+                                                {SDLK_1, kKeyL2},
+                                                {SDLK_2, kKeyR2},
+                                                {SDLK_z, kKeyNone}};
+    for (auto [key, code] : keys) {
+        EXPECT_EQ(zwKeyFromEvent(keyDown(key)), code) << SDL_GetKeyName(key);
+        SDL_Event up = keyDown(key);
+        up.type = SDL_KEYUP;
+        zwKeyFromEvent(up);
+    }
+    const std::pair<Uint8, int> buttons[] = {{SDL_CONTROLLER_BUTTON_A, kKeyPrimary},
+                                             {SDL_CONTROLLER_BUTTON_B, kKeySecondary},
+                                             {SDL_CONTROLLER_BUTTON_X, kKeyX},
+                                             {SDL_CONTROLLER_BUTTON_Y, kKeyY},
+                                             {SDL_CONTROLLER_BUTTON_DPAD_UP, kKeyUp},
+                                             {SDL_CONTROLLER_BUTTON_DPAD_LEFT, kKeyLeft},
+                                             {SDL_CONTROLLER_BUTTON_START, kKeyStart},
+                                             {SDL_CONTROLLER_BUTTON_BACK, kKeySelect},
+                                             {SDL_CONTROLLER_BUTTON_GUIDE, kKeyMenu},
+                                             {SDL_CONTROLLER_BUTTON_LEFTSHOULDER, kKeyL},
+                                             {SDL_CONTROLLER_BUTTON_RIGHTSHOULDER, kKeyR}};
+    for (auto [button, code] : buttons)
+        EXPECT_EQ(zwKeyFromEvent(buttonDown(button)), code) << static_cast<int>(button);
+    SDL_Event trigger;
+    SDL_zero(trigger);
+    trigger.type = SDL_CONTROLLERAXISMOTION;
+    trigger.caxis.axis = SDL_CONTROLLER_AXIS_TRIGGERRIGHT;
+    trigger.caxis.value = 30000;
+    EXPECT_EQ(zwKeyFromEvent(trigger), kKeyR2);
+    EXPECT_EQ(zwKeyFromEvent(trigger), kKeyNone) << "a held trigger is one press";
+}
+
+TEST(SharedKeys, AnotherProcessSetsTheSwapKey) {
+    ASSERT_EQ(InitKeyShm(&gShmInfo), 0);
+    ASSERT_EQ(system(MP_SHMKEY_BINARY " set 19 1"), 0);
+    EXPECT_EQ(GetKeyShm(&gShmInfo, kShmKeySwapButtons), 1);
+    ASSERT_EQ(system(MP_SHMKEY_BINARY " set 19 0"), 0);
+    EXPECT_EQ(GetKeyShm(&gShmInfo, kShmKeySwapButtons), 0);
+    EXPECT_EQ(GetKeyShm(&gShmInfo, 999), 0);
+}
+
+TEST(Language, ProgramTextsFollowTheToolkitsAndTranslationsReplaceThem) {
+    gDefaultStringList.resize(8);
+    appendDefaultStrings();
+    ASSERT_EQ(gDefaultStringList.size(), 33u);
+    InitKeyShm(&gShmInfo);
+    SetKeyShm(&gShmInfo, kShmKeyLanguage, 0);
+    loadSystemState(&gShmInfo, nullptr);
+    initLang();
+    EXPECT_STREQ(getLangStr(32), "Stop And Quit Player");
+    EXPECT_STREQ(getLangStr(3), "Quitting...");
+    EXPECT_STREQ(getLangStr(99), "");
+    SetKeyShm(&gShmInfo, kShmKeyLanguage, 1);
+    loadSystemState(&gShmInfo, nullptr);
+    initLang();
+    EXPECT_STREQ(getLangStr(8), "\xE9\x9F\xB3\xE4\xB9\x90");
+    SetKeyShm(&gShmInfo, kShmKeyLanguage, 0);
+    loadSystemState(&gShmInfo, nullptr);
+    initLang();
+    EXPECT_STREQ(getLangStr(8), "Music");
+    gDefaultStringList.resize(8);
+}

@@ -1,0 +1,43 @@
+// Internals of the toolkit stand-in shared between its source files.
+#pragma once
+
+#include "zwindow.h"
+
+#include <SDL2/SDL.h>
+#include <unistd.h>
+
+extern SDL_Window* gZwWindow;
+extern SDL_Renderer* gZwRenderer;
+
+class ZwSurface : public ZelmorSurface {
+public:
+    ZwSurface(SDL_Texture* texture, int width, int height, SDL_Surface* image, bool target);
+    ~ZwSurface() override;
+    void setBlendMode(int mode) override;
+    void setAlphaMod(Uint8 alpha) override;
+    void setColorMod(Uint8 r, Uint8 g, Uint8 b) override;
+    void* getNativeHandle() override;
+    void blit(SDL_Rect* src, SDL_Rect* dst, int flag, void* reserved) override;
+    int getWidth() override;
+    int getHeight() override;
+    void* getPixels(int* pitch, int* bytesPerPixel, int* width, int* height) override;
+
+    void eraseWith(SDL_Surface* stamp, const SDL_Rect& source, const SDL_Rect& destination);
+
+    SDL_Texture* mTexture;
+    int mWidth;
+    int mHeight;
+    SDL_Surface* mImage; // CPU copy of an image, ARGB8888; null for render targets
+    bool mTarget;        // can be a render target
+    bool mSoftwareEraser = false;
+    void* mPixels = nullptr; // the block getPixels handed out last
+};
+
+ZwSurface* zwSurfaceFromImage(SDL_Surface* image);
+ZwSurface* zwCurrentTarget();
+void zwReleaseTextCache();
+// Lines rendered from glyphs so far; cached lines do not count.
+extern int zwTextRenders;
+
+// Maps one SDL event to a key code, or kKeyNone; tracks held directions for repeats.
+int zwKeyFromEvent(const SDL_Event& event);
