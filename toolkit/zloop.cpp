@@ -173,14 +173,17 @@ int wait_event(SDL_Event* out) {
         Sint32 left = static_cast<Sint32>(deadline - now);
         if (sHeldKey != kKeyNone)
             left = std::min(left, static_cast<Sint32>(sNextRepeat - now));
-        if (left <= 0) {
-            sFrameStart = now;
-            return kKeyNone;
-        }
         SDL_Event event;
-        // Blocks until an event or the deadline: no spinning between frames.
-        if (!SDL_WaitEventTimeout(&event, left))
+        if (left <= 0) {
+            // Frame time: input already queued still goes first, then the frame.
+            if (!SDL_PollEvent(&event)) {
+                sFrameStart = now;
+                return kKeyNone;
+            }
+        } else if (!SDL_WaitEventTimeout(&event, left)) {
+            // Blocked until an event or the deadline: no spinning between frames.
             continue;
+        }
         if (out)
             *out = event;
         if (event.type == SDL_QUIT)
