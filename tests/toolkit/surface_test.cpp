@@ -3,6 +3,7 @@
 #include "screen_fixture.h"
 
 #include <SDL2/SDL_image.h>
+#include <cmath>
 #include <cstring>
 
 namespace {
@@ -224,4 +225,95 @@ TEST_F(ScreenTest, GalleryOfTheRuntime) {
     ASSERT_EQ(IMG_SavePNG(shot, MP_GALLERY_DIR "/runtime.png"), 0);
     SDL_FreeSurface(shot);
     gDefaultStringList.resize(8);
+}
+
+namespace {
+
+void savePng(const char* name) {
+    std::vector<Uint32> pixels(1280 * 720);
+    SDL_Rect all = {0, 0, 1280, 720};
+    SDL_RenderReadPixels(gZwRenderer, &all, SDL_PIXELFORMAT_ARGB8888, pixels.data(), 1280 * 4);
+    makeDirs(MP_GALLERY_DIR);
+    SDL_Surface* shot =
+        SDL_CreateRGBSurfaceWithFormatFrom(pixels.data(), 1280, 720, 32, 1280 * 4, SDL_PIXELFORMAT_ARGB8888);
+    IMG_SavePNG(shot, (std::string(MP_GALLERY_DIR "/") + name).c_str());
+    SDL_FreeSurface(shot);
+}
+
+void blitAt(ZelmorSurface* surface, int x, int y) {
+    if (!surface)
+        return;
+    SDL_Rect at = {x, y, 0, 0};
+    surface->blit(nullptr, &at, 1, nullptr);
+}
+
+} // namespace
+
+TEST_F(ScreenTest, GalleryOfTheSkinOnANowPlayingLayout) {
+    auto load = [](const char* file) { return LoadZelmorSurface(gThemePath, "./", file); };
+    std::vector<ZelmorSurface*> owned;
+    auto keep = [&](ZelmorSurface* s) {
+        owned.push_back(s);
+        return s;
+    };
+    ZelmorSurface* mask = keep(load("skin/bg-mask.png"));
+    ZelmorSurface* cover = keep(load("skin/cover-default.png"));
+    ASSERT_NE(gBackground, nullptr) << "skin/background.png";
+    ASSERT_TRUE(mask && cover);
+    SDL_RenderClear(gZwRenderer);
+    gBackground->blit(nullptr, nullptr, 1, nullptr);
+    mask->blit(nullptr, nullptr, 1, nullptr);
+
+    // The spectrum effect: lit image cut by 48 eraser stamps, with peak markers.
+    ZelmorSurface* canvas = keep(CreateSurface(1280, 720));
+    ZelmorSurface* fg = keep(LoadZelmorSurface("./", "./", MP_TEST_SOURCE_DIR "/skin/vis/fft1/fg.png"));
+    ZelmorSurface* eraser = keep(LoadZelmorSurface("./", "./", MP_TEST_SOURCE_DIR "/skin/vis/fft1/mask.png"));
+    ZelmorSurface* peak = keep(LoadZelmorSurface("./", "./", MP_TEST_SOURCE_DIR "/skin/vis/fft1/peak.png"));
+    ASSERT_TRUE(canvas && fg && eraser && peak);
+    eraser->setBlendMode(SDL_ComposeCustomBlendMode(
+        SDL_BLENDFACTOR_ZERO, SDL_BLENDFACTOR_DST_COLOR, SDL_BLENDOPERATION_ADD, SDL_BLENDFACTOR_SRC_ALPHA,
+        SDL_BLENDFACTOR_DST_ALPHA, SDL_BLENDOPERATION_REV_SUBTRACT));
+    canvas->setBlendMode(SDL_BLENDMODE_BLEND);
+    SetRenderTarget(canvas);
+    const int cw = 1280, ch = 720, fw = fg->getWidth(), fh = fg->getHeight(), mw = eraser->getWidth(),
+              mh = eraser->getHeight();
+    blitAt(fg, (cw - fw) / 2, ch - fh);
+    for (int b = 0; b < 48; ++b) {
+        double value = 1.5 + 3.5 * std::fabs(std::sin(b * 0.37)) * (1.0 - b / 70.0);
+        int bar = static_cast<int>(fh * value / 6.0);
+        int x = (cw - fw) / 2 + b * mw;
+        blitAt(eraser, x, (ch - mh) + fh - bar);
+        int p = static_cast<int>(fh * (value + 0.4) / 6.0);
+        if (p > peak->getHeight())
+            blitAt(peak, x + (mw - peak->getWidth()) / 2, ch - p - peak->getHeight());
+    }
+    SetRenderTarget(nullptr);
+    blitAt(canvas, 0, 0);
+
+    SDL_Rect box = {80, 80, 400, 400};
+    cover->blit(nullptr, &box, 0, nullptr);
+    const char* controls[] = {"skin/btn-random-n.png", "skin/btn-prev-n.png", "skin/btn-pause-f.png",
+                              "skin/ic-next-n.png", "skin/btn-playlist-n.png"};
+    const char* hints[] = {"skin/tips-x.png", "skin/tips-L.png", "skin/tips-START.png", "skin/tips-R.png",
+                           "skin/tips-SELECT.png"};
+    const int xs[] = {585, 705, 825, 945, 1065}, hintXs[] = {609, 729, 825, 969, 1065};
+    for (int i = 0; i < 5; ++i) {
+        blitAt(keep(load(controls[i])), xs[i], 361);
+        blitAt(keep(load(hints[i])), hintXs[i], 451);
+    }
+    blitAt(keep(load("skin/progress-bg-n.png")), 530, 274);
+    blitAt(keep(load("skin/progress-slider-left-n.png")), 530, 274);
+    ZelmorSurface* middle = keep(load("skin/progress-slider-middle-n.png"));
+    for (int x = 536; x < 536 + 260; x += middle->getWidth())
+        blitAt(middle, x, 274);
+    SDL_Color dim = {255, 255, 255, 128};
+    DrawString(gPopupFontTitle, SDL_Rect{530, 142, 750, 50}, "Night Drive", gListColorTxt, 0, false, false);
+    DrawString(gNavFont, SDL_Rect{530, 200, 750, 40}, "The Example Ensemble — 夜行", dim, 0, false, false);
+    DrawString(gStatFont, SDL_Rect{530, 300, 670, 20}, "01:42", dim, 0, false, false);
+    DrawString(gStatFont, SDL_Rect{1141, 300, 139, 20}, "04:27", dim, 0, false, false);
+    savePng("nowplaying.png");
+    // The lit part of a bar shows, and the eraser cut the foreground above it.
+    EXPECT_NE(pixel(40 + 12, 715) & 0xffffff, 0u);
+    for (ZelmorSurface* s : owned)
+        delete s;
 }
