@@ -1,0 +1,26 @@
+// The program-side names the toolkit calls, as the menu tests provide them: a row that
+// knows its path, and a filter that takes ".mp3" files in any case.
+#pragma once
+
+#include "zmenu.h"
+
+#include <atomic>
+#include <string>
+
+class PathRow : public TextMenuItem {
+public:
+    PathRow(const char* name, const char* path, Action* action)
+        : TextMenuItem(name, nullptr, action, true), mPath(path) {}
+    std::string mPath;
+};
+
+// A folder row pushes the folder event with its own path text; a file row counts.
+class TestRowAction : public Action {
+public:
+    TestRowAction(const char* path, bool folder) : mPath(path), mFolder(folder) {}
+    int dowork(void*) override;
+    std::string mPath;
+    bool mFolder;
+};
+
+extern std::atomic<int> gFilesActivated;

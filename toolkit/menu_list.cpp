@@ -1,0 +1,250 @@
+// List rows, the scrolling list, and its text-menu form.
+#include "zmenu.h"
+#include "zinternal.h"
+#include "shmvar.h"
+
+#include <algorithm>
+
+bool zwIsConfirmKey(int key) {
+    bool swapped = GetKeyShm(&gShmInfo, kShmKeySwapButtons) != 0;
+    return key == (swapped ? kKeySecondary : kKeyPrimary);
+}
+
+bool zwIsBackKey(int key) {
+    bool swapped = GetKeyShm(&gShmInfo, kShmKeySwapButtons) != 0;
+    return key == (swapped ? kKeyPrimary : kKeySecondary);
+}
+
+TextMenuItem::TextMenuItem(const char* label, ZelmorSurface* icon, Action* action, bool owned)
+    : mAction(action), mFavourite(false), mIcon(icon), mFileName(label ? label : ""), mOwnsAction(true) {
+    (void)owned;
+}
+
+TextMenuItem::~TextMenuItem() {
+    if (mOwnsAction)
+        delete mAction;
+}
+
+Action* TextMenuItem::getAction() {
+    return mAction;
+}
+std::string TextMenuItem::getFileName() {
+    return mFileName;
+}
+std::string TextMenuItem::getPinyin() {
+    return mPinyin;
+}
+std::string TextMenuItem::getOriginalPinyin() {
+    return mOriginalPinyin;
+}
+std::string TextMenuItem::getLabel() {
+    return mFileName;
+}
+std::string TextMenuItem::getSubLabel() {
+    return std::string();
+}
+ZelmorSurface* TextMenuItem::getLabelIcon() {
+    return mIcon;
+}
+SDL_Rect* TextMenuItem::getLabelIconDisplayRect() {
+    return nullptr;
+}
+bool TextMenuItem::isFavourite() {
+    return mFavourite;
+}
+std::string TextMenuItem::getThemePath() {
+    return gThemePath ? gThemePath : "./";
+}
+
+ListMenu::ListMenu(int visibleRows)
+    : mSelected(0), mFirstVisible(0), mLastVisible(-1), mRect{0, 0, 1280, 720}, mRowHeight(88),
+      mRowGap(0), mDisplayFlags{1, 1, 1}, mVisibleRows(visibleRows > 0 ? visibleRows : 1) {}
+
+ListMenu::~ListMenu() {}
+
+void ListMenu::setRect(SDL_Rect& rect) {
+    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    mRect = rect;
+    mRowGap = mVisibleRows > 1 ? std::max(0, (rect.h - mVisibleRows * mRowHeight) / (mVisibleRows - 1)) : 0;
+}
+
+void ListMenu::clampView(int count) {
+    if (count <= 0) {
+        mSelected = 0;
+        mFirstVisible = 0;
+        mLastVisible = -1;
+        return;
+    }
+    mSelected = std::max(0, std::min(mSelected, count - 1));
+    if (mSelected < mFirstVisible)
+        mFirstVisible = mSelected;
+    if (mSelected > mFirstVisible + mVisibleRows - 1)
+        mFirstVisible = mSelected - mVisibleRows + 1;
+    mFirstVisible = std::max(0, std::min(mFirstVisible, count - mVisibleRows));
+    mLastVisible = std::min(count - 1, mFirstVisible + mVisibleRows - 1);
+}
+
+void ListMenu::restorePos(int selected, int first, int last) {
+    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    int count = getListNum();
+    mSelected = selected;
+    // A last row beyond the end pulls the page back so that it stays full.
+    if (count > 0 && last > count - 1)
+        first -= last - (count - 1);
+    mFirstVisible = std::max(0, first);
+    clampView(count);
+}
+
+int ListMenu::eventHandling() {
+    int key = wait_event(nullptr);
+    if (key == kKeyUp)
+        moveBackward();
+    else if (key == kKeyDown)
+        moveForward();
+    else
+        return key;
+    return 0;
+}
+
+// Up and down wrap around the ends, as a short pad list is expected to.
+void ListMenu::moveForward() {
+    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    int count = getListNum();
+    if (count <= 0)
+        return;
+    mSelected = mSelected + 1 >= count ? 0 : mSelected + 1;
+    clampView(count);
+}
+
+void ListMenu::moveBackward() {
+    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    int count = getListNum();
+    if (count <= 0)
+        return;
+    mSelected = mSelected <= 0 ? count - 1 : mSelected - 1;
+    clampView(count);
+}
+
+void ListMenu::pageUp() {
+    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    int count = getListNum();
+    mSelected -= mVisibleRows;
+    mFirstVisible -= mVisibleRows;
+    mSelected = std::max(0, mSelected);
+    mFirstVisible = std::max(0, mFirstVisible);
+    clampView(count);
+}
+
+void ListMenu::pageDown() {
+    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    int count = getListNum();
+    mSelected = std::min(count - 1, mSelected + mVisibleRows);
+    mFirstVisible += mVisibleRows;
+    clampView(count);
+}
+
+TextMenuDrawer::TextMenuDrawer(const char* activeImage, const char* normalImage, int visibleRows)
+    : ListMenu(visibleRows), mActiveRow(nullptr), mNormalRow(nullptr) {
+    if (activeImage)
+        mActiveRow = LoadZelmorSurface(gThemePath, "./", activeImage);
+    if (normalImage)
+        mNormalRow = LoadZelmorSurface(gThemePath, "./", normalImage);
+    if (mActiveRow)
+        mRowHeight = mActiveRow->getHeight();
+}
+
+TextMenuDrawer::~TextMenuDrawer() {
+    delete mActiveRow;
+    delete mNormalRow;
+}
+
+void TextMenuDrawer::updateRectAndNum(SDL_Rect& rect, int rows) {
+    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    mVisibleRows = rows > 0 ? rows : 1;
+    setRect(rect);
+    clampView(getListNum());
+}
+
+void TextMenuDrawer::drawRow(TextMenuItem* item, const SDL_Rect& row, bool active) {
+    ZelmorSurface* background = active ? mActiveRow : mNormalRow;
+    if (background) {
+        SDL_Rect at = {row.x + (row.w - background->getWidth()) / 2, row.y, 0, 0};
+        background->blit(nullptr, &at, 1, nullptr);
+    }
+    int textX = row.x + 48;
+    if (ZelmorSurface* icon = item->getLabelIcon()) {
+        SDL_Rect at = {row.x + 48, row.y + (row.h - icon->getHeight()) / 2, 0, 0};
+        icon->blit(nullptr, &at, 1, nullptr);
+        textX += icon->getWidth() + 20;
+    }
+    std::string label = item->getLabel();
+    DrawString(gListFontTxt, SDL_Rect{textX, row.y, row.x + row.w - 48 - textX, row.h}, label.c_str(),
+               gListColorTxt, 0, false, false);
+}
+
+void TextMenuDrawer::drawScrollIndicator(int count) {
+    if (count <= mVisibleRows || !gZwRenderer)
+        return;
+    // A thin track on the right edge with a thumb for the visible share of the list.
+    const int trackX = mRect.x + mRect.w - 12, trackY = mRect.y + 8, trackH = mRect.h - 16;
+    SDL_SetRenderDrawBlendMode(gZwRenderer, SDL_BLENDMODE_BLEND);
+    SDL_SetRenderDrawColor(gZwRenderer, 255, 255, 255, 40);
+    SDL_Rect track = {trackX, trackY, 4, trackH};
+    SDL_RenderFillRect(gZwRenderer, &track);
+    int thumbH = std::max(24, static_cast<int>(static_cast<long>(trackH) * mVisibleRows / count));
+    int range = std::max(1, count - mVisibleRows);
+    int thumbY = trackY + static_cast<int>(static_cast<long>(trackH - thumbH) * mFirstVisible / range);
+    SDL_SetRenderDrawColor(gZwRenderer, 255, 107, 91, 230);
+    SDL_Rect thumb = {trackX, thumbY, 4, thumbH};
+    SDL_RenderFillRect(gZwRenderer, &thumb);
+}
+
+void TextMenuDrawer::draw() {
+    // Copy what is on screen under the lock, then draw without it: a loader thread may
+    // be filling the list meanwhile.
+    TextMenuItem* rows[64];
+    int shown = 0, selected, first, count;
+    {
+        std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+        count = getListNum();
+        clampView(count);
+        selected = mSelected;
+        first = mFirstVisible;
+        for (int i = mFirstVisible; i <= mLastVisible && shown < 64; ++i)
+            rows[shown++] = getItemByIndex(i);
+    }
+    for (int i = 0; i < shown; ++i) {
+        if (!rows[i])
+            continue;
+        SDL_Rect row = {mRect.x, mRect.y + i * (mRowHeight + mRowGap), mRect.w, mRowHeight};
+        drawRow(rows[i], row, first + i == selected);
+    }
+    drawScrollIndicator(count);
+}
+
+TextMenu::TextMenu(const char* activeImage, const char* normalImage, int visibleRows, int reserved)
+    : TextMenuDrawer(activeImage, normalImage, visibleRows), mRowSetting(0), mRowFlag(false) {
+    (void)reserved;
+}
+
+TextMenu::~TextMenu() {
+    for (TextMenuItem* item : mItems)
+        delete item;
+}
+
+TextMenuItem* TextMenu::getItemByIndex(int index) {
+    return index >= 0 && static_cast<size_t>(index) < mItems.size() ? mItems[static_cast<size_t>(index)]
+                                                                    : nullptr;
+}
+
+int TextMenu::getListNum() {
+    return static_cast<int>(mItems.size());
+}
+
+void TextMenu::insertItem(void* item) {
+    if (!item)
+        return;
+    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    mItems.push_back(static_cast<TextMenuItem*>(item));
+    clampView(getListNum());
+}

@@ -1,0 +1,328 @@
+// Menu widgets of the window toolkit: row actions and value handlers, list rows, the
+// scrolling list with its text-menu and file-browser forms, the settings list with its
+// row types, and the floating popup and dialog windows. Virtual operations and the
+// members the program touches keep the device toolkit's order.
+#pragma once
+
+#include "zwindow.h"
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+// What a row runs when it is activated; dowork returns a window result or 0.
+class Action {
+public:
+    Action() : mId(-1) {}
+    virtual ~Action() {}
+    virtual int dowork(void* arg) {
+        (void)arg;
+        return 0;
+    }
+    virtual int dowork2(void* arg) {
+        (void)arg;
+        return 0;
+    }
+    virtual int showdetail(void* arg, int kind) {
+        (void)arg;
+        (void)kind;
+        return -1;
+    }
+    virtual int showmenu() { return 0; }
+    int mId;
+};
+
+// Calls a plain function with a stored argument.
+class GeneralAction : public Action {
+public:
+    GeneralAction() : mCallback(nullptr), mArg(nullptr), mFlag(false) {}
+    GeneralAction(int (*callback)(void*), void* arg) : mCallback(callback), mArg(arg), mFlag(false) {}
+    int dowork(void*) override { return mCallback ? mCallback(mArg) : 0; }
+    int (*mCallback)(void*);
+    void* mArg;
+    bool mFlag;
+};
+
+// Model of a setting row whose value steps with left and right.
+class ValueHandler {
+public:
+    virtual ~ValueHandler() {}
+    virtual int changeValue(int key) = 0;
+    virtual int saveValue() = 0;
+    virtual char* getShowValue() = 0;
+};
+
+// Model of a setting row with an on/off switch.
+class SwitchHandler {
+public:
+    virtual ~SwitchHandler() {}
+    virtual bool getValue() = 0;
+    virtual int setValue(bool value) = 0;
+    virtual int saveValue() = 0;
+};
+
+// A row of the settings list.
+class ItemDrawable {
+public:
+    virtual ~ItemDrawable() {}
+    virtual void drawItem(const SDL_Rect& row, bool active) = 0;
+    // A key while the row has the cursor; 0 or a window result.
+    virtual int handleKey(int key) {
+        (void)key;
+        return 0;
+    }
+};
+
+class MenuItemBase {
+public:
+    virtual ~MenuItemBase() {}
+};
+
+// A list row: label, icon and action; owns the action.
+class TextMenuItem : public MenuItemBase {
+public:
+    TextMenuItem(const char* label, ZelmorSurface* icon, Action* action, bool owned);
+    ~TextMenuItem() override;
+    virtual Action* getAction();
+    virtual std::string getFileName();
+    virtual std::string getPinyin();
+    virtual std::string getOriginalPinyin();
+    virtual std::string getLabel();
+    virtual std::string getSubLabel();
+    virtual ZelmorSurface* getLabelIcon();
+    virtual SDL_Rect* getLabelIconDisplayRect();
+    virtual bool isFavourite();
+    virtual std::string getThemePath();
+
+    Action* mAction;
+    bool mFavourite;
+    ZelmorSurface* mIcon;
+    std::string mPinyin;
+    std::string mFileName;
+    std::string mOriginalPinyin;
+    bool mOwnsAction;
+};
+
+// The scrolling list: cursor, visible range, paging.
+class ListMenu {
+public:
+    explicit ListMenu(int visibleRows);
+    virtual ~ListMenu();
+    virtual void restorePos(int selected, int first, int last);
+    virtual int eventHandling();
+    virtual void select() {}
+    virtual TextMenuItem* getItemByIndex(int index) {
+        (void)index;
+        return nullptr;
+    }
+    virtual void* getImgByIndex(int index) {
+        (void)index;
+        return nullptr;
+    }
+    virtual void draw() {}
+    virtual int getListNum() { return 0; }
+    virtual void moveForward();
+    virtual void moveBackward();
+    virtual void xselect() {}
+    virtual void refresh() {}
+    virtual void removeItem(int index) { (void)index; }
+    virtual void clearItemList() {}
+    virtual void activate(bool on) { (void)on; }
+    virtual void search(const char* text) { (void)text; }
+    virtual void pageUp();
+    virtual void pageDown();
+    virtual void drawListNum(int count, SDL_Rect& rect, _TTF_Font* font) {
+        (void)count;
+        (void)rect;
+        (void)font;
+    }
+
+    void setRect(SDL_Rect& rect);
+
+    int mSelected;
+    int mFirstVisible;
+    int mLastVisible;
+    SDL_Rect mRect;
+    int mRowHeight;
+    int mRowGap;
+    unsigned char mDisplayFlags[3];
+    int mVisibleRows;
+
+protected:
+    // Keeps the cursor inside the list and the visible range around it; the caller
+    // holds the rows' lock where there is one.
+    void clampView(int count);
+    // Guards the cursor fields against a loader thread's restorePos.
+    std::recursive_mutex mCursorLock;
+};
+
+// Draws rows of TextMenuItems with their row images, icons and labels.
+class TextMenuDrawer : public ListMenu {
+public:
+    TextMenuDrawer(const char* activeImage, const char* normalImage, int visibleRows);
+    ~TextMenuDrawer() override;
+    void draw() override;
+    void updateRectAndNum(SDL_Rect& rect, int rows);
+
+protected:
+    void drawRow(TextMenuItem* item, const SDL_Rect& row, bool active);
+    void drawScrollIndicator(int count);
+    ZelmorSurface* mActiveRow;
+    ZelmorSurface* mNormalRow;
+};
+
+// A fixed list of rows, as the popup menu uses it.
+class TextMenu : public TextMenuDrawer {
+public:
+    TextMenu(const char* activeImage, const char* normalImage, int visibleRows, int reserved);
+    ~TextMenu() override;
+    TextMenuItem* getItemByIndex(int index) override;
+    int getListNum() override;
+    void insertItem(void* item);
+
+    std::vector<TextMenuItem*> mItems;
+    int mRowSetting;
+    bool mRowFlag;
+};
+
+// The file list: folders and the files the program accepts, loaded by LoadDir from
+// any thread while the window thread draws and moves the cursor.
+class FileBrowserMenu : public TextMenuDrawer {
+public:
+    FileBrowserMenu(const char* root, const char* startDir, const char* activeImage, const char* normalImage,
+                    int visibleRows, int reserved);
+    ~FileBrowserMenu() override;
+    void restorePos(int selected, int first, int last) override;
+    int eventHandling() override;
+    TextMenuItem* getItemByIndex(int index) override;
+    void draw() override;
+    int getListNum() override;
+    void pageUp() override;
+    void pageDown() override;
+
+    void LoadDir();
+    const char* getCurrentDir();
+    // Enters a folder; the cursor goes to the row of focusPath when given.
+    void enterFolder(const std::string& path, const std::string& focusPath);
+
+    std::vector<TextMenuItem*>* mItemVector;
+
+protected:
+    std::string mRoot;
+    std::string mCurrentDir;
+    // Rows replaced by a reload live on until the menu goes, so that a row pointer the
+    // window thread still holds stays valid.
+    std::vector<TextMenuItem*> mRetired;
+    std::recursive_mutex mRowsLock;
+};
+
+// The settings list.
+class SettingMenu {
+public:
+    SettingMenu();
+    virtual ~SettingMenu();
+    void insertSettingItem(ItemDrawable* item);
+    void draw();
+    int eventHandling();
+    // The same key handling without waiting, for a key already read.
+    int handleKey(int key);
+
+    std::vector<ItemDrawable*> mItems;
+    int mSelected;
+    SDL_Rect mRect;
+    int mRowHeight;
+};
+
+// A setting row with a fixed value text.
+class SettingItem : public ItemDrawable {
+public:
+    SettingItem(ZelmorSurface* activeRow, ZelmorSurface* normalRow, int labelId, const char* value,
+                Action* action);
+    ~SettingItem() override;
+    void drawItem(const SDL_Rect& row, bool active) override;
+    int handleKey(int key) override;
+
+protected:
+    ZelmorSurface* mActiveRow;
+    ZelmorSurface* mNormalRow;
+    int mLabelId;
+    std::string mValue;
+    Action* mAction;
+};
+
+// A setting row whose value steps with left and right between two arrows.
+class SettingValueItem : public SettingItem {
+public:
+    SettingValueItem(ZelmorSurface* activeRow, ZelmorSurface* normalRow, ZelmorSurface* leftActive,
+                     ZelmorSurface* leftNormal, ZelmorSurface* rightActive, ZelmorSurface* rightNormal,
+                     ZelmorSurface* textField, int labelId, Action* action, ValueHandler* handler);
+    ~SettingValueItem() override;
+    void drawItem(const SDL_Rect& row, bool active) override;
+    int handleKey(int key) override;
+
+private:
+    ZelmorSurface* mLeftActive;
+    ZelmorSurface* mLeftNormal;
+    ZelmorSurface* mRightActive;
+    ZelmorSurface* mRightNormal;
+    ZelmorSurface* mTextField;
+    ValueHandler* mHandler;
+};
+
+// A setting row with an on/off switch, toggled by confirm, left and right.
+class SettingSwitchItem : public SettingItem {
+public:
+    SettingSwitchItem(ZelmorSurface* activeRow, ZelmorSurface* normalRow, ZelmorSurface* switchOn,
+                      ZelmorSurface* switchOff, int labelId, SwitchHandler* handler);
+    ~SettingSwitchItem() override;
+    void drawItem(const SDL_Rect& row, bool active) override;
+    int handleKey(int key) override;
+
+private:
+    ZelmorSurface* mSwitchOn;
+    ZelmorSurface* mSwitchOff;
+    SwitchHandler* mHandler;
+};
+
+// A window that floats over the one beneath it, which stays visible.
+class FloatWindow : public ZelmorWindow {
+public:
+    FloatWindow(int titleId);
+    bool isFloating() override { return true; }
+    void init() override;
+};
+
+// A small menu with a title over a panel image; confirm runs the row's action.
+class PopUpWindow : public FloatWindow {
+public:
+    PopUpWindow(int titleId, TextMenuDrawer* menu, const char* background);
+    ~PopUpWindow() override;
+    int eventHandling() override;
+    int draw() override;
+    int handleKey(int key);
+
+private:
+    TextMenuDrawer* mMenu;
+    ZelmorSurface* mBackground;
+};
+
+// A question with a confirm action; declining closes it with no action.
+class DialogWindow : public FloatWindow {
+public:
+    DialogWindow(int titleId, int textId, bool flag, Action* action, void (*onClose)());
+    ~DialogWindow() override;
+    int eventHandling() override;
+    int draw() override;
+    void init() override;
+    int handleKey(int key);
+
+private:
+    int mTextId;
+    Action* mAction;
+    void (*mOnClose)();
+    ZelmorSurface* mPanel;
+};
+
+// Confirm and back as the shared key table sets them (key 19 swaps the two).
+bool zwIsConfirmKey(int key);
+bool zwIsBackKey(int key);
