@@ -16,9 +16,7 @@ bool zwIsBackKey(int key) {
 }
 
 TextMenuItem::TextMenuItem(const char* label, ZelmorSurface* icon, Action* action, bool owned)
-    : mAction(action), mFavourite(false), mIcon(icon), mFileName(label ? label : ""), mOwnsAction(true) {
-    (void)owned;
-}
+    : mAction(action), mFavourite(false), mIcon(icon), mFileName(label ? label : ""), mOwnsAction(owned) {}
 
 TextMenuItem::~TextMenuItem() {
     if (mOwnsAction)
@@ -75,13 +73,16 @@ void ListMenu::clampView(int count) {
         mLastVisible = -1;
         return;
     }
-    mSelected = std::max(0, std::min(mSelected, count - 1));
-    if (mSelected < mFirstVisible)
-        mFirstVisible = mSelected;
-    if (mSelected > mFirstVisible + mVisibleRows - 1)
-        mFirstVisible = mSelected - mVisibleRows + 1;
-    mFirstVisible = std::max(0, std::min(mFirstVisible, count - mVisibleRows));
-    mLastVisible = std::min(count - 1, mFirstVisible + mVisibleRows - 1);
+    int selected = std::max(0, std::min<int>(mSelected, count - 1));
+    int first = mFirstVisible;
+    if (selected < first)
+        first = selected;
+    if (selected > first + mVisibleRows - 1)
+        first = selected - mVisibleRows + 1;
+    first = std::max(0, std::min(first, count - mVisibleRows));
+    mSelected = selected;
+    mFirstVisible = first;
+    mLastVisible = std::min(count - 1, first + mVisibleRows - 1);
 }
 
 void ListMenu::restorePos(int selected, int first, int last) {
@@ -128,10 +129,8 @@ void ListMenu::moveBackward() {
 void ListMenu::pageUp() {
     std::lock_guard<std::recursive_mutex> guard(mCursorLock);
     int count = getListNum();
-    mSelected -= mVisibleRows;
-    mFirstVisible -= mVisibleRows;
-    mSelected = std::max(0, mSelected);
-    mFirstVisible = std::max(0, mFirstVisible);
+    mSelected = std::max(0, mSelected - mVisibleRows);
+    mFirstVisible = std::max(0, mFirstVisible - mVisibleRows);
     clampView(count);
 }
 
@@ -139,7 +138,7 @@ void ListMenu::pageDown() {
     std::lock_guard<std::recursive_mutex> guard(mCursorLock);
     int count = getListNum();
     mSelected = std::min(count - 1, mSelected + mVisibleRows);
-    mFirstVisible += mVisibleRows;
+    mFirstVisible = mFirstVisible + mVisibleRows;
     clampView(count);
 }
 

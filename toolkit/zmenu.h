@@ -6,8 +6,11 @@
 
 #include "zwindow.h"
 
+#include <atomic>
+#include <cstdint>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 // What a row runs when it is activated; dowork returns a window result or 0.
@@ -78,7 +81,7 @@ public:
     virtual ~MenuItemBase() {}
 };
 
-// A list row: label, icon and action; owns the action.
+// A list row: label, icon and action; owns the action when constructed with true.
 class TextMenuItem : public MenuItemBase {
 public:
     TextMenuItem(const char* label, ZelmorSurface* icon, Action* action, bool owned);
@@ -139,9 +142,11 @@ public:
 
     void setRect(SDL_Rect& rect);
 
-    int mSelected;
-    int mFirstVisible;
-    int mLastVisible;
+    // Atomics, since a loader thread's restorePos writes them while the window thread
+    // reads them without a lock; they convert to int wherever an index is needed.
+    std::atomic<int> mSelected;
+    std::atomic<int> mFirstVisible;
+    std::atomic<int> mLastVisible;
     SDL_Rect mRect;
     int mRowHeight;
     int mRowGap;
@@ -185,35 +190,70 @@ public:
     bool mRowFlag;
 };
 
-// The file list: folders and the files the program accepts, loaded by LoadDir from
-// any thread while the window thread draws and moves the cursor.
+// The file list: folders and the files the program accepts, in natural order.
+// LoadDir, getListNum, getItemByIndex and restorePos may run on a loader thread while
+// the window thread draws and handles keys. Rows live under mCursorLock; a LoadDir
+// publishes them in chunks and gives way to any later LoadDir. A replaced row stays
+// valid while a thread may hold it (see reclaimRetired).
 class FileBrowserMenu : public TextMenuDrawer {
 public:
     FileBrowserMenu(const char* root, const char* startDir, const char* activeImage, const char* normalImage,
                     int visibleRows, int reserved);
     ~FileBrowserMenu() override;
-    void restorePos(int selected, int first, int last) override;
     int eventHandling() override;
     TextMenuItem* getItemByIndex(int index) override;
     void draw() override;
     int getListNum() override;
-    void pageUp() override;
-    void pageDown() override;
 
     void LoadDir();
     const char* getCurrentDir();
     // Enters a folder; the cursor goes to the row of focusPath when given.
     void enterFolder(const std::string& path, const std::string& focusPath);
+    // Goes up: to the parent, or from outside the root to the root, with the cursor on
+    // the folder left. Negative at the root, where nothing changes.
+    int goBack();
+    // What eventHandling does with a key once it has it: kWinResultClose for back at
+    // the root, the action's result for confirm, other keys as their codes.
+    int handleKey(int key);
 
+    // The rows as the window thread last saw them, brought up to date by draw and
+    // eventHandling; read it on the window thread only.
     std::vector<TextMenuItem*>* mItemVector;
 
 protected:
+    struct Row {
+        TextMenuItem* item;
+        std::string name;
+        bool folder;
+    };
+    struct RetiredRows {
+        std::vector<TextMenuItem*> items;
+        bool shared; // handed to another thread: kept until the menu goes
+    };
+    struct SavedPos {
+        std::string dir;
+        int selected;
+        int first;
+    };
+
+    void noteWindowThread();
+    void syncItemVector();
+    // Frees replaced rows that no thread can hold any more; window thread only.
+    void reclaimRetired();
+    void retireRowsLocked();
+    bool focusRowLocked(const std::string& name, bool folderOnly);
+
     std::string mRoot;
     std::string mCurrentDir;
-    // Rows replaced by a reload live on until the menu goes, so that a row pointer the
-    // window thread still holds stays valid.
-    std::vector<TextMenuItem*> mRetired;
-    std::recursive_mutex mRowsLock;
+    std::vector<Row> mRows;
+    std::vector<RetiredRows> mRetired;
+    std::vector<SavedPos> mHistory;
+    uint64_t mGeneration;   // bumped whenever mRows is replaced
+    uint64_t mLoadSerial;   // the latest LoadDir; older ones stop publishing
+    bool mGenerationShared; // rows of this generation reached another thread
+    std::thread::id mWindowThread;
+    bool mWindowThreadKnown;
+    uint64_t mItemVectorGeneration; // window thread only
 };
 
 // The settings list.

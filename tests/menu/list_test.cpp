@@ -98,3 +98,19 @@ TEST(ListCursor, RowTextsAndActions) {
     EXPECT_EQ(row.getAction()->mId, -1);
     delete static_cast<int*>(action->mArg);
 }
+
+TEST(ListCursor, ARowDeletesItsActionOnlyWhenItOwnsIt) {
+    struct Tracked : Action {
+        explicit Tracked(bool* flag) : gone(flag) {}
+        ~Tracked() override { *gone = true; }
+        bool* gone;
+    };
+    bool ownedGone = false, borrowedGone = false;
+    Tracked borrowed(&borrowedGone);
+    {
+        TextMenuItem owning("a", nullptr, new Tracked(&ownedGone), true);
+        TextMenuItem borrowing("b", nullptr, &borrowed, false);
+    }
+    EXPECT_TRUE(ownedGone);
+    EXPECT_FALSE(borrowedGone);
+}

@@ -8,6 +8,8 @@
 ShmInfo gShmInfo = {nullptr, 0};
 char* gThemePath = nullptr;
 std::atomic<int> gFilesActivated{0};
+void (*gHandlerHook)(const char* name) = nullptr;
+ZelmorSurface* gTestAudioIcon = nullptr;
 
 void initJoyStick() {}
 
@@ -31,7 +33,12 @@ int file_filter(const char* name, const char*) {
 }
 
 TextMenuItem* file_handler(const char* name, const char* path, int type) {
+    if (gHandlerHook)
+        gHandlerHook(name);
     if (strncmp(name, "skipme", 6) == 0 || (type != 101 && type != 102))
         return nullptr;
-    return new PathRow(name, path, new TestRowAction(path, type == 102));
+    // Folders get the skin's folder icon once a test has loaded the skin, files the
+    // test's audio icon.
+    return new PathRow(name, path, type == 102 ? gIconFolder : gTestAudioIcon,
+                       new TestRowAction(path, type == 102));
 }

@@ -9,8 +9,8 @@
 
 class PathRow : public TextMenuItem {
 public:
-    PathRow(const char* name, const char* path, Action* action)
-        : TextMenuItem(name, nullptr, action, true), mPath(path) {}
+    PathRow(const char* name, const char* path, ZelmorSurface* icon, Action* action)
+        : TextMenuItem(name, icon, action, true), mPath(path) {}
     std::string mPath;
 };
 
@@ -24,3 +24,10 @@ public:
 };
 
 extern std::atomic<int> gFilesActivated;
+
+// Icon of music file rows, as the program's gIconAudio; null unless a test sets it.
+extern ZelmorSurface* gTestAudioIcon;
+
+// Called by file_handler with each name before it makes the row; a test sets it
+// before a load starts and clears it after the load has ended.
+extern void (*gHandlerHook)(const char* name);

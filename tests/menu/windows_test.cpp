@@ -203,7 +203,11 @@ TEST_F(MenuGallery, ListPopupDialogAndSettings) {
         makeDirs(dir.path() + "/" + name);
     for (int i = 1; i <= 14; ++i)
         writeFile(dir.path() + "/" + std::to_string(i) + " - Track number " + std::to_string(i) + ".mp3", "");
+    gTestAudioIcon = LoadZelmorSurface(gThemePath, "./", "skin/ic-video.png");
     ListScreen list(dir.path().c_str());
+    // The track that plays shows the playing icon, as the program's rows do.
+    ZelmorSurface* playing = LoadZelmorSurface(gThemePath, "./", "skin/ic-playing.png");
+    list.menu.getItemByIndex(2)->mIcon = playing;
     frame({&list}, "menu_list.png");
     EXPECT_EQ(list.menu.getListNum(), 16);
 
@@ -255,6 +259,9 @@ TEST_F(MenuGallery, ListPopupDialogAndSettings) {
         SettingMenu menu;
     } settings;
     frame({&settings}, "menu_settings.png");
+    delete playing;
+    delete gTestAudioIcon;
+    gTestAudioIcon = nullptr;
     EXPECT_NE(lastPixels[(80 + 44) * 1280 + 640], lastPixels[(80 + 3 * 92 + 44) * 1280 + 640])
         << "the row under the cursor looks different";
 }
