@@ -20,7 +20,8 @@ FloatWindow::FloatWindow(int titleId) : ZelmorWindow(titleId, -1) {}
 void FloatWindow::init() {}
 
 PopUpWindow::PopUpWindow(int titleId, TextMenuDrawer* menu, const char* background)
-    : FloatWindow(titleId), mMenu(menu), mBackground(LoadZelmorSurface(gThemePath, "./", background)) {}
+    : FloatWindow(titleId), mMenu(menu), mBackground(LoadZelmorSurface(gThemePath, "./", background)),
+      mDismissed(false) {}
 
 PopUpWindow::~PopUpWindow() {
     delete mMenu;
@@ -28,6 +29,8 @@ PopUpWindow::~PopUpWindow() {
 }
 
 int PopUpWindow::draw() {
+    if (mDismissed)
+        return 0; // on its way out: only the screen beneath shows
     dimBeneath();
     if (!mMenu)
         return 0;
@@ -48,7 +51,7 @@ int PopUpWindow::draw() {
 }
 
 int PopUpWindow::handleKey(int key) {
-    if (!mMenu)
+    if (!mMenu || mDismissed)
         return kWinResultClose;
     if (key == kKeyUp) {
         mMenu->moveBackward();
@@ -62,13 +65,18 @@ int PopUpWindow::handleKey(int key) {
         return kWinResultClose;
     if (zwIsConfirmKey(key)) {
         TextMenuItem* item = mMenu->getItemByIndex(mMenu->mSelected);
-        if (item && item->getAction())
-            return item->getAction()->dowork(nullptr);
+        if (item && item->getAction()) {
+            int result = item->getAction()->dowork(nullptr);
+            mDismissed = result == kWinResultPopup;
+            return result;
+        }
     }
     return 0;
 }
 
 int PopUpWindow::eventHandling() {
+    if (mDismissed)
+        return kWinResultClose; // back on top after the window a row opened
     return handleKey(wait_event(nullptr));
 }
 

@@ -344,6 +344,9 @@ public:
 private:
     TextMenuDrawer* mMenu;
     ZelmorSurface* mBackground;
+    // A row opened another window above: once that closes, so does the popup, so that
+    // the screen under it comes back.
+    bool mDismissed;
 };
 
 // A question with a confirm action; declining closes it with no action.

@@ -45,6 +45,11 @@ int returnsPopup(void*) {
 int returnsQuit(void*) {
     return kWinResultQuit;
 }
+ZelmorWindow* sOpened = nullptr;
+int opensWindow(void*) {
+    add2PopupList(sOpened);
+    return kWinResultPopup;
+}
 
 } // namespace
 
@@ -87,11 +92,36 @@ TEST(FloatingWindows, PopupRunsTheRowAndDialogConfirmsOrDeclines) {
     list->insertItem(new TextMenuItem("Quit", nullptr, new GeneralAction(returnsQuit, nullptr), true));
     PopUpWindow popup(21, list, "skin/none.png");
     EXPECT_TRUE(popup.isFloating());
-    EXPECT_EQ(popup.handleKey(kKeyPrimary), kWinResultPopup);
     popup.handleKey(kKeyDown);
     EXPECT_EQ(popup.handleKey(kKeyPrimary), kWinResultQuit);
     EXPECT_EQ(popup.handleKey(kKeyX), 0);
     EXPECT_EQ(popup.handleKey(kKeySecondary), kWinResultClose);
+
+    // A row that opens a window: the popup gives way to it, and once that window has
+    // closed the loop comes back to the screen under the popup, not to the popup.
+    struct Screen : ZelmorWindow {
+        Screen(int kind) : ZelmorWindow(8, kind) {}
+        int eventHandling() override { return kWinResultClose; }
+    };
+    sOpened = new Screen(-1);
+    auto* rows = new TextMenu(nullptr, nullptr, 6, 0);
+    rows->insertItem(new TextMenuItem("Settings", nullptr, new GeneralAction(opensWindow, nullptr), true));
+    Screen* library = new Screen(0);
+    std::vector<ZelmorWindow*> stack = {library, new PopUpWindow(21, rows, nullptr)};
+    SDL_Event confirm;
+    SDL_zero(confirm);
+    confirm.type = SDL_KEYDOWN;
+    confirm.key.keysym.sym = SDLK_RETURN;
+    ASSERT_EQ(SDL_Init(SDL_INIT_EVENTS | SDL_INIT_TIMER), 0);
+    SDL_PushEvent(&confirm);
+    EXPECT_EQ(runWindowsStep(stack), kWinResultPopup);
+    ASSERT_EQ(stack.size(), 3u);
+    EXPECT_EQ(stack.back(), sOpened);
+    runWindowsStep(stack); // the opened window closes
+    runWindowsStep(stack); // and the popup follows it
+    EXPECT_EQ(stack, std::vector<ZelmorWindow*>{library});
+    delete library;
+    SDL_Quit();
 
     static int ran = 0;
     struct CountingAction : Action {
