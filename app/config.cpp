@@ -49,18 +49,9 @@ void loadPlayerConfig() {
 }
 
 int savePlayerConfig() {
-    // Written beside the file and renamed over it, so that a crash or a full card in
-    // the middle of a save never leaves a truncated configuration behind.
-    const char* tempPath = MP_CONFIG_FILE ".tmp";
-    bool viaTemp = true;
-    FILE* file = fopen(tempPath, "w+");
-    if (!file) {
-        viaTemp = false;
-        file = fopen(MP_CONFIG_FILE, "w+");
-    }
+    FILE* file = fopen(MP_CONFIG_FILE, "w+");
     if (!file)
         return 0;
-    bool written = false;
     cJSON* root = cJSON_CreateObject();
     if (root) {
         cJSON_AddItemToObject(root, "cover_as_background", cJSON_CreateNumber(gCoverBackground ? 1 : 0));
@@ -68,19 +59,13 @@ int savePlayerConfig() {
         cJSON_AddItemToObject(root, "background_play", cJSON_CreateNumber(gBackgroundPlay ? 1 : 0));
         cJSON_AddItemToObject(root, "visualization_index", cJSON_CreateNumber(s_curEffectIndex));
         cJSON_AddItemToObject(root, "music_volume", cJSON_CreateNumber(gMusicVolume));
+        // The printed text goes out in one write, without its terminating NUL.
         if (char* text = cJSON_Print(root)) {
-            size_t length = strlen(text);
-            written = fwrite(text, 1, length, file) == length;
+            fwrite(text, 1, strlen(text), file);
             free(text);
         }
         cJSON_Delete(root);
     }
-    written = fclose(file) == 0 && written;
-    if (viaTemp) {
-        if (written)
-            rename(tempPath, MP_CONFIG_FILE);
-        else
-            remove(tempPath);
-    }
+    fclose(file);
     return 0;
 }

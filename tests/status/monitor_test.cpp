@@ -137,6 +137,16 @@ TEST_F(MonitorTest, StoresTheStatusFileAndWakesTheLoop) {
     EXPECT_EQ(copy().filename, "");
 }
 
+TEST_F(MonitorTest, AFailedPushIsLoggedAndTheCycleStillCounts) {
+    writeFile(MP_STATUS_FILE, R"({"filename": "/m/a/d.mp3", "status": "playing"})");
+    SDL_QuitSubSystem(SDL_INIT_EVENTS);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(musicStatusCycle(&mText), 1);
+    std::string logged = testing::internal::GetCapturedStderr();
+    EXPECT_NE(logged.find("Failed to push play SDL event\n"), std::string::npos) << logged;
+    EXPECT_EQ(copy().filename, "/m/a/d.mp3");
+}
+
 TEST_F(MonitorTest, DumpFillsBadTagsOnlyWhenItNamesThePlayingFile) {
     writeFile(MP_MUSIC_INFO_FILE, "Input #0, flac, from '/m/a/song.flac':\n"
                                   "  Metadata:\n"
@@ -179,6 +189,15 @@ TEST_F(MonitorTest, ThreadFollowsTheFileAndStopsPromptly) {
     EXPECT_LE(followed, 300);
     std::this_thread::sleep_for(std::chrono::milliseconds(250));
     EXPECT_GE(tickEvents(), 2) << "a tick after every good cycle";
+
+    // The service's file goes away: the record keeps the last values and the ticks stop.
+    remove(MP_STATUS_FILE);
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    tickEvents();
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    EXPECT_EQ(tickEvents(), 0);
+    EXPECT_EQ(copy().filename, "/m/x.mp3");
+    EXPECT_EQ(copy().position, 7);
 
     auto stopping = Clock::now();
     stopThread();
