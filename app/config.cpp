@@ -1,6 +1,7 @@
 #include "app/config.h"
 
-#include "app/device_paths.h"
+#include "base/device_paths.h"
+#include "base/json_members.h"
 #include "zcommon.h"
 
 #include <cjson/cJSON.h>
@@ -17,15 +18,9 @@ int gMusicVolume = 100;
 namespace {
 
 void readBool(const cJSON* root, const char* key, bool* variable) {
-    const cJSON* item = cJSON_GetObjectItem(root, key);
-    if (item && cJSON_IsNumber(item))
-        *variable = item->valueint != 0;
-}
-
-void readInt(const cJSON* root, const char* key, int* variable) {
-    const cJSON* item = cJSON_GetObjectItem(root, key);
-    if (item && cJSON_IsNumber(item))
-        *variable = item->valueint;
+    int value;
+    if (jsonIntMember(root, key, &value))
+        *variable = value != 0;
 }
 
 } // namespace
@@ -40,8 +35,8 @@ void loadPlayerConfig() {
             readBool(root, "cover_as_background", &gCoverBackground);
             readBool(root, "music_visualization", &gVisualization);
             readBool(root, "background_play", &gBackgroundPlay);
-            readInt(root, "visualization_index", &s_curEffectIndex);
-            readInt(root, "music_volume", &gMusicVolume);
+            jsonIntMember(root, "visualization_index", &s_curEffectIndex);
+            jsonIntMember(root, "music_volume", &gMusicVolume);
             cJSON_Delete(root);
         }
     }

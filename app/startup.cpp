@@ -1,6 +1,6 @@
 #include "app/startup.h"
 
-#include "app/device_paths.h"
+#include "base/device_paths.h"
 #include "service/commands.h"
 #include "service/wire.h"
 #include "zcommon.h"

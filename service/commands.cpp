@@ -1,11 +1,10 @@
 #include "service/commands.h"
 
-#include "app/device_paths.h"
+#include "base/json_members.h"
 #include "service/wire.h"
 
 #include <cjson/cJSON.h>
 #include <cstdlib>
-#include <sys/socket.h>
 #include <unistd.h>
 
 std::vector<std::string> sFavoritePathList;
@@ -14,7 +13,7 @@ namespace {
 
 // A one-way command: connect, send, close; -1 when the service is unreachable.
 template <typename Send> int sendOneWay(Send send) {
-    int fd = socket_local_client(MP_SERVICE_SOCKET_NAME, kLocalNamespaceAbstract, SOCK_STREAM);
+    int fd = connectService();
     if (fd < 0)
         return -1;
     int result = send(fd);
@@ -28,11 +27,8 @@ int queryNumber(const char* cmd, const char* name) {
     if (!reply)
         return -1;
     int result = -1;
-    cJSON* root = cJSON_Parse(reply);
-    if (root) {
-        cJSON* item = cJSON_GetObjectItem(root, name);
-        if (item && cJSON_IsNumber(item))
-            result = item->valueint;
+    if (cJSON* root = cJSON_Parse(reply)) {
+        jsonIntMember(root, name, &result);
         cJSON_Delete(root);
     }
     free(reply);
@@ -88,10 +84,8 @@ void fetchFavoriteList() {
     if (list) {
         int count = cJSON_GetArraySize(list);
         for (int i = 0; i < count; ++i) {
-            cJSON* element = cJSON_GetArrayItem(list, i);
-            cJSON* path = element ? cJSON_GetObjectItem(element, "path") : nullptr;
-            if (path && cJSON_IsString(path) && path->valuestring)
-                sFavoritePathList.emplace_back(path->valuestring);
+            if (const char* path = jsonStringMember(cJSON_GetArrayItem(list, i), "path"))
+                sFavoritePathList.emplace_back(path);
         }
     }
     cJSON_Delete(root);

@@ -1,14 +1,11 @@
-// The wire protocol of the playback service: one abstract AF_UNIX stream connection per
-// command, a frame of magic, length and JSON text in both directions.
+// The front end's side of the playback service's protocol: one abstract AF_UNIX stream
+// connection per command, one framed JSON request, at most one framed reply.
 #pragma once
 
-#include <cstdint>
+#include "service/frame.h"
 
 struct cJSON;
 
-constexpr uint32_t SERVICE_FRAME_MAGIC = 0xABCDEDCBu;
-// Largest reply body accepted, 50 MiB.
-constexpr int32_t SERVICE_REPLY_MAX = 0x3200000;
 // Wait for the first bytes of a reply.
 constexpr int kServiceReplyWaitMs = 500;
 
@@ -17,6 +14,8 @@ enum { kLocalNamespaceAbstract = 0 };
 
 // Connects to the abstract socket of that name; the connected descriptor or -1.
 int socket_local_client(const char* name, int nameSpace, int type);
+// Connects to the playback service; the descriptor or -1.
+int connectService();
 
 // Sends one request object {"cmd": cmd[, name: value]} as a single frame on an open
 // descriptor. Result: what the write returned, or -1 when the frame could not be built.

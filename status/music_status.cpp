@@ -1,8 +1,10 @@
 #include "status/music_status.h"
 
-#include "app/device_paths.h"
+#include "base/device_paths.h"
+#include "base/json_members.h"
+#include "base/user_events.h"
 #include "status/track_dump.h"
-#include "zwindow.h"
+#include "zcommon.h"
 
 #include <SDL2/SDL.h>
 #include <cjson/cJSON.h>
@@ -13,44 +15,26 @@ MusicPlayingStatus sMusicPlayingStatus;
 pthread_mutex_t sMusicPlayingStatusLock = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<bool> sMusicThreadRunning{false};
 
-namespace {
-
-// The string member, or empty when it is absent or not a string.
-std::string stringMember(const cJSON* object, const char* name) {
-    const cJSON* item = cJSON_GetObjectItem(object, name);
-    return item && cJSON_IsString(item) && item->valuestring ? item->valuestring : "";
-}
-
-// The number member's integer value into field; an absent member keeps the field.
-void numberMember(const cJSON* object, const char* name, int* field) {
-    const cJSON* item = cJSON_GetObjectItem(object, name);
-    if (item && cJSON_IsNumber(item))
-        *field = item->valueint;
-}
-
-} // namespace
-
 void storeStatusRecord(const cJSON* status, const TrackDump& dump, MusicPlayingStatus* record) {
-    const cJSON* filename = cJSON_GetObjectItem(status, "filename");
-    bool hasFilename = filename && cJSON_IsString(filename) && filename->valuestring;
-    record->filename = hasFilename ? filename->valuestring : "";
-    bool applies = dumpApplies(hasFilename ? filename->valuestring : nullptr, dump);
-    record->status = stringMember(status, "status");
-    numberMember(status, "duration", &record->duration);
-    numberMember(status, "position", &record->position);
-    numberMember(status, "volume", &record->volume);
-    numberMember(status, "audiotrack", &record->audiotrack);
-    record->title = stringMember(status, "title");
+    const char* filename = jsonStringMember(status, "filename");
+    record->filename = filename ? filename : "";
+    bool applies = dumpApplies(filename, dump);
+    record->status = jsonStringOrEmpty(status, "status");
+    jsonIntMember(status, "duration", &record->duration);
+    jsonIntMember(status, "position", &record->position);
+    jsonIntMember(status, "volume", &record->volume);
+    jsonIntMember(status, "audiotrack", &record->audiotrack);
+    record->title = jsonStringOrEmpty(status, "title");
     mergeTagText(record->title, dump.title, applies);
-    record->artist = stringMember(status, "artist");
+    record->artist = jsonStringOrEmpty(status, "artist");
     mergeTagText(record->artist, dump.artist, applies);
-    record->album = stringMember(status, "album");
+    record->album = jsonStringOrEmpty(status, "album");
     mergeTagText(record->album, dump.album, applies);
-    record->year = stringMember(status, "year");
+    record->year = jsonStringOrEmpty(status, "year");
     mergeTagPlain(record->year, dump.date, applies);
-    record->comment = stringMember(status, "comment");
-    record->track = stringMember(status, "track");
-    record->genre = stringMember(status, "genre");
+    record->comment = jsonStringOrEmpty(status, "comment");
+    record->track = jsonStringOrEmpty(status, "track");
+    record->genre = jsonStringOrEmpty(status, "genre");
     mergeTagPlain(record->genre, dump.genre, applies);
 }
 

@@ -1,7 +1,8 @@
 #include "status/track_dump.h"
 
-#include "app/device_paths.h"
+#include "base/device_paths.h"
 #include "status/text_repair.h"
+#include "zcommon.h"
 
 #include <cstdio>
 #include <cstring>
@@ -72,13 +73,12 @@ void parseMusicInfo(TrackDump* dump) {
     FILE* file = fopen(MP_MUSIC_INFO_FILE, "r");
     if (!file)
         return;
-    std::string text;
-    char chunk[4096];
-    size_t got;
-    while ((got = fread(chunk, 1, sizeof(chunk), file)) > 0)
-        text.append(chunk, got);
+    // Each thread keeps its own block, reused from cycle to cycle.
+    thread_local char* text = nullptr;
+    int length = loadContent(MP_MUSIC_INFO_FILE, file, &text);
     fclose(file);
-    parseMusicInfoText(text.data(), text.size(), dump);
+    if (length > 0)
+        parseMusicInfoText(text, static_cast<size_t>(length), dump);
 }
 
 bool dumpApplies(const char* filename, const TrackDump& dump) {

@@ -11,6 +11,8 @@
 #include "zinternal.h"
 #include "zmenu.h"
 
+#include "base/user_events.h"
+
 #include <algorithm>
 #include <cctype>
 #include <dirent.h>
@@ -140,9 +142,9 @@ FileBrowserMenu::~FileBrowserMenu() {
 }
 
 void FileBrowserMenu::noteWindowThread() {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     if (!mWindowThreadKnown) {
-        mWindowThread = std::this_thread::get_id();
+        mWindowThread = pthread_self();
         mWindowThreadKnown = true;
     }
 }
@@ -164,7 +166,7 @@ void FileBrowserMenu::LoadDir() {
     std::string dir;
     uint64_t serial;
     {
-        std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+        ZwLock guard(&mCursorLock);
         dir = mCurrentDir;
         serial = ++mLoadSerial;
     }
@@ -197,7 +199,7 @@ void FileBrowserMenu::LoadDir() {
     std::vector<Row> pending;
     bool replaced = false;
     auto publish = [&]() -> bool {
-        std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+        ZwLock guard(&mCursorLock);
         if (serial != mLoadSerial)
             return false; // a later LoadDir owns the list now
         if (!replaced) {
@@ -231,26 +233,26 @@ void FileBrowserMenu::LoadDir() {
 }
 
 const char* FileBrowserMenu::getCurrentDir() {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     return mCurrentDir.empty() ? nullptr : mCurrentDir.c_str();
 }
 
 TextMenuItem* FileBrowserMenu::getItemByIndex(int index) {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     if (index < 0 || static_cast<size_t>(index) >= mRows.size())
         return nullptr;
-    if (!mWindowThreadKnown || mWindowThread != std::this_thread::get_id())
+    if (!mWindowThreadKnown || !pthread_equal(mWindowThread, pthread_self()))
         mGenerationShared = true;
     return mRows[static_cast<size_t>(index)].item;
 }
 
 int FileBrowserMenu::getListNum() {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     return static_cast<int>(mRows.size());
 }
 
 void FileBrowserMenu::syncItemVector() {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     if (mItemVectorGeneration != mGeneration) {
         mItemVector->clear();
         mItemVectorGeneration = mGeneration;
@@ -261,7 +263,7 @@ void FileBrowserMenu::syncItemVector() {
 
 void FileBrowserMenu::reclaimRetired() {
     {
-        std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+        ZwLock guard(&mCursorLock);
         bool anyFree = false;
         for (const RetiredRows& retired : mRetired)
             anyFree = anyFree || !retired.shared;
@@ -272,7 +274,7 @@ void FileBrowserMenu::reclaimRetired() {
         return;
     std::vector<TextMenuItem*> gone;
     {
-        std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+        ZwLock guard(&mCursorLock);
         std::vector<RetiredRows> kept;
         for (RetiredRows& retired : mRetired) {
             if (retired.shared)
@@ -304,7 +306,7 @@ void FileBrowserMenu::enterFolder(const std::string& path, const std::string& fo
     if (dir.empty())
         return;
     {
-        std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+        ZwLock guard(&mCursorLock);
         if (focusPath.empty())
             mHistory.push_back(SavedPos{mCurrentDir, mSelected, mFirstVisible});
         mCurrentDir = dir;
@@ -312,14 +314,14 @@ void FileBrowserMenu::enterFolder(const std::string& path, const std::string& fo
     LoadDir();
     if (focusPath.empty())
         return;
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     focusRowLocked(baseName(focusPath), false);
 }
 
 int FileBrowserMenu::goBack() {
     std::string current;
     {
-        std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+        ZwLock guard(&mCursorLock);
         current = mCurrentDir;
     }
     if (current == mRoot || current == "/")
@@ -328,7 +330,7 @@ int FileBrowserMenu::goBack() {
     std::string parent = isUnder(current, mRoot) ? parentOf(current) : mRoot;
     SavedPos saved{std::string(), -1, 0};
     {
-        std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+        ZwLock guard(&mCursorLock);
         if (!mHistory.empty() && mHistory.back().dir == parent) {
             saved = mHistory.back();
             mHistory.pop_back();
@@ -341,7 +343,7 @@ int FileBrowserMenu::goBack() {
     // The cursor where it was when the row there is still the folder we left; else
     // wherever that folder stands now.
     std::string name = baseName(current);
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     if (saved.selected >= 0 && static_cast<size_t>(saved.selected) < mRows.size() &&
         mRows[static_cast<size_t>(saved.selected)].folder &&
         mRows[static_cast<size_t>(saved.selected)].name == name) {

@@ -40,10 +40,7 @@ int PopUpWindow::draw() {
     int panelH = mBackground ? mBackground->getHeight() : rect.h + 116;
     int panelX = rect.x + (rect.w - panelW) / 2;
     int panelY = rect.y + rect.h / 2 - panelH / 2 - 24;
-    if (mBackground) {
-        SDL_Rect at = {panelX, panelY, 0, 0};
-        mBackground->blit(nullptr, &at, 1, nullptr);
-    }
+    zwBlitAt(mBackground, panelX, panelY);
     DrawString(gNavFont, SDL_Rect{rect.x, panelY, rect.w, rect.y - panelY - 4}, getTitle(), gListColorTxt, 1,
                false, false);
     mMenu->draw();
@@ -98,11 +95,8 @@ void DialogWindow::init() {
 int DialogWindow::draw() {
     dimBeneath();
     const int w = mPanel ? mPanel->getWidth() : 640, h = mPanel ? mPanel->getHeight() : 300;
-    const int x = (1280 - w) / 2, y = (720 - h) / 2;
-    if (mPanel) {
-        SDL_Rect at = {x, y, 0, 0};
-        mPanel->blit(nullptr, &at, 1, nullptr);
-    }
+    const int x = (kZwScreenWidth - w) / 2, y = (kZwScreenHeight - h) / 2;
+    zwBlitAt(mPanel, x, y);
     DrawString(gNavFont, SDL_Rect{x, y + 20, w, 50}, getTitle(), gListColorTxt, 1, false, false);
     DrawString(gListFontTxt, SDL_Rect{x + 30, y + 90, w - 60, 90}, getLangStr(mTextId), gListColorTxt, 1,
                false, false);

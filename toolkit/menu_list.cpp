@@ -55,13 +55,21 @@ std::string TextMenuItem::getThemePath() {
 }
 
 ListMenu::ListMenu(int visibleRows)
-    : mSelected(0), mFirstVisible(0), mLastVisible(-1), mRect{0, 0, 1280, 720}, mRowHeight(88),
-      mRowGap(0), mDisplayFlags{1, 1, 1}, mVisibleRows(visibleRows > 0 ? visibleRows : 1) {}
+    : mSelected(0), mFirstVisible(0), mLastVisible(-1), mRect{0, 0, kZwScreenWidth, kZwScreenHeight}, mRowHeight(88),
+      mRowGap(0), mDisplayFlags{1, 1, 1}, mVisibleRows(visibleRows > 0 ? visibleRows : 1) {
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutex_init(&mCursorLock, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+}
 
-ListMenu::~ListMenu() {}
+ListMenu::~ListMenu() {
+    pthread_mutex_destroy(&mCursorLock);
+}
 
 void ListMenu::setRect(SDL_Rect& rect) {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     mRect = rect;
     mRowGap = mVisibleRows > 1 ? std::max(0, (rect.h - mVisibleRows * mRowHeight) / (mVisibleRows - 1)) : 0;
 }
@@ -86,7 +94,7 @@ void ListMenu::clampView(int count) {
 }
 
 void ListMenu::restorePos(int selected, int first, int last) {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     int count = getListNum();
     mSelected = selected;
     // A last row beyond the end pulls the page back so that it stays full.
@@ -107,27 +115,22 @@ int ListMenu::eventHandling() {
     return 0;
 }
 
-// Up and down wrap around the ends, as a short pad list is expected to.
 void ListMenu::moveForward() {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     int count = getListNum();
-    if (count <= 0)
-        return;
-    mSelected = mSelected + 1 >= count ? 0 : mSelected + 1;
+    mSelected = zwWrapStep(mSelected, 1, count);
     clampView(count);
 }
 
 void ListMenu::moveBackward() {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     int count = getListNum();
-    if (count <= 0)
-        return;
-    mSelected = mSelected <= 0 ? count - 1 : mSelected - 1;
+    mSelected = zwWrapStep(mSelected, -1, count);
     clampView(count);
 }
 
 void ListMenu::pageUp() {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     int count = getListNum();
     mSelected = std::max(0, mSelected - mVisibleRows);
     mFirstVisible = std::max(0, mFirstVisible - mVisibleRows);
@@ -135,7 +138,7 @@ void ListMenu::pageUp() {
 }
 
 void ListMenu::pageDown() {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     int count = getListNum();
     mSelected = std::min(count - 1, mSelected + mVisibleRows);
     mFirstVisible = mFirstVisible + mVisibleRows;
@@ -158,7 +161,7 @@ TextMenuDrawer::~TextMenuDrawer() {
 }
 
 void TextMenuDrawer::updateRectAndNum(SDL_Rect& rect, int rows) {
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     mVisibleRows = rows > 0 ? rows : 1;
     setRect(rect);
     clampView(getListNum());
@@ -166,14 +169,11 @@ void TextMenuDrawer::updateRectAndNum(SDL_Rect& rect, int rows) {
 
 void TextMenuDrawer::drawRow(TextMenuItem* item, const SDL_Rect& row, bool active) {
     ZelmorSurface* background = active ? mActiveRow : mNormalRow;
-    if (background) {
-        SDL_Rect at = {row.x + (row.w - background->getWidth()) / 2, row.y, 0, 0};
-        background->blit(nullptr, &at, 1, nullptr);
-    }
+    if (background)
+        zwBlitAt(background, row.x + (row.w - background->getWidth()) / 2, row.y);
     int textX = row.x + 48;
     if (ZelmorSurface* icon = item->getLabelIcon()) {
-        SDL_Rect at = {row.x + 48, row.y + (row.h - icon->getHeight()) / 2, 0, 0};
-        icon->blit(nullptr, &at, 1, nullptr);
+        zwBlitAt(icon, row.x + 48, row.y + (row.h - icon->getHeight()) / 2);
         textX += icon->getWidth() + 20;
     }
     std::string label = item->getLabel();
@@ -204,7 +204,7 @@ void TextMenuDrawer::draw() {
     TextMenuItem* rows[64];
     int shown = 0, selected, first, count;
     {
-        std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+        ZwLock guard(&mCursorLock);
         count = getListNum();
         clampView(count);
         selected = mSelected;
@@ -243,7 +243,7 @@ int TextMenu::getListNum() {
 void TextMenu::insertItem(void* item) {
     if (!item)
         return;
-    std::lock_guard<std::recursive_mutex> guard(mCursorLock);
+    ZwLock guard(&mCursorLock);
     mItems.push_back(static_cast<TextMenuItem*>(item));
     clampView(getListNum());
 }

@@ -4,13 +4,6 @@
 
 namespace {
 
-void blitAt(ZelmorSurface* surface, int x, int y) {
-    if (!surface)
-        return;
-    SDL_Rect at = {x, y, 0, 0};
-    surface->blit(nullptr, &at, 1, nullptr);
-}
-
 // Vertical position that centres a surface of height h in a row.
 int centred(const SDL_Rect& row, ZelmorSurface* surface) {
     return row.y + (row.h - (surface ? surface->getHeight() : 0)) / 2;
@@ -18,7 +11,7 @@ int centred(const SDL_Rect& row, ZelmorSurface* surface) {
 
 } // namespace
 
-SettingMenu::SettingMenu() : mSelected(0), mRect{0, 80, 1280, 560}, mRowHeight(88) {}
+SettingMenu::SettingMenu() : mSelected(0), mRect{0, 80, kZwScreenWidth, 560}, mRowHeight(88) {}
 
 SettingMenu::~SettingMenu() {
     for (ItemDrawable* item : mItems)
@@ -45,12 +38,8 @@ int SettingMenu::handleKey(int key) {
         return kWinResultClose;
     if (count == 0)
         return 0;
-    if (key == kKeyUp) {
-        mSelected = mSelected <= 0 ? count - 1 : mSelected - 1;
-        return 0;
-    }
-    if (key == kKeyDown) {
-        mSelected = mSelected + 1 >= count ? 0 : mSelected + 1;
+    if (key == kKeyUp || key == kKeyDown) {
+        mSelected = zwWrapStep(mSelected, key == kKeyUp ? -1 : 1, count);
         return 0;
     }
     if (key == kKeyNone)
@@ -73,7 +62,7 @@ SettingItem::~SettingItem() {
 }
 
 void SettingItem::drawItem(const SDL_Rect& row, bool active) {
-    blitAt(active ? mActiveRow : mNormalRow, row.x, row.y);
+    zwBlitAt(active ? mActiveRow : mNormalRow, row.x, row.y);
     DrawString(gListFontTxt, SDL_Rect{row.x + 72, row.y, 560, row.h}, getLangStr(mLabelId), gListColorTxt, 0,
                false, false);
     if (!mValue.empty()) {
@@ -109,9 +98,9 @@ void SettingValueItem::drawItem(const SDL_Rect& row, bool active) {
     const int fieldX = row.x + row.w - 72 - 48 - fieldW;
     ZelmorSurface* left = active ? mLeftActive : mLeftNormal;
     ZelmorSurface* right = active ? mRightActive : mRightNormal;
-    blitAt(left, fieldX - 8 - (left ? left->getWidth() : 32), centred(row, left));
-    blitAt(mTextField, fieldX, centred(row, mTextField));
-    blitAt(right, fieldX + fieldW + 8, centred(row, right));
+    zwBlitAt(left, fieldX - 8 - (left ? left->getWidth() : 32), centred(row, left));
+    zwBlitAt(mTextField, fieldX, centred(row, mTextField));
+    zwBlitAt(right, fieldX + fieldW + 8, centred(row, right));
     if (mHandler) {
         const char* value = mHandler->getShowValue();
         DrawString(gListFontTxt, SDL_Rect{fieldX, row.y, fieldW, row.h}, value ? value : "", gListColorTxt, 1,
@@ -140,7 +129,7 @@ SettingSwitchItem::~SettingSwitchItem() {
 void SettingSwitchItem::drawItem(const SDL_Rect& row, bool active) {
     SettingItem::drawItem(row, active);
     ZelmorSurface* image = mHandler && mHandler->getValue() ? mSwitchOn : mSwitchOff;
-    blitAt(image, row.x + row.w - 72 - (image ? image->getWidth() : 80), centred(row, image));
+    zwBlitAt(image, row.x + row.w - 72 - (image ? image->getWidth() : 80), centred(row, image));
 }
 
 int SettingSwitchItem::handleKey(int key) {

@@ -2,8 +2,10 @@
 // shared, so that another process (the shmkey tool, a test) can change them live.
 #include "shmvar.h"
 
-#include "zpaths.h"
 #include "zwindow.h"
+
+#include "base/device_paths.h"
+#include "base/files.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -15,26 +17,13 @@
 
 extern int gZwLanguage;
 
-namespace {
-
-void makeParents(const char* file) {
-    std::string path(file);
-    for (size_t i = 1; i < path.size(); ++i) {
-        if (path[i] == '/') {
-            mkdir(path.substr(0, i).c_str(), 0755);
-        }
-    }
-}
-
-} // namespace
-
 int InitKeyShm(ShmInfo* info) {
     if (!info)
         return -1;
     if (info->table)
         return 0;
-    makeParents(ZW_SHM_FILE);
-    int fd = open(ZW_SHM_FILE, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    makeParentDirs(MP_SHM_FILE);
+    int fd = open(MP_SHM_FILE, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (fd < 0)
         return -1;
     const off_t size = static_cast<off_t>(sizeof(int) * kShmKeyCount);
@@ -67,7 +56,7 @@ int SetKeyShm(ShmInfo* info, int key, int value) {
 int loadSystemState(ShmInfo* info, void*) {
     gZwLanguage = GetKeyShm(info, kShmKeyLanguage);
     // A theme is a directory named in the theme file; without one the program's own skin.
-    FILE* file = fopen(ZW_THEME_FILE, "r");
+    FILE* file = fopen(MP_THEME_FILE, "r");
     if (!file)
         return 0;
     char line[512] = {0};

@@ -4,7 +4,12 @@
 #include "zwindow.h"
 
 #include <SDL2/SDL.h>
+#include <pthread.h>
 #include <unistd.h>
+
+// The device's screen; any desktop window shows it whole, scaled.
+constexpr int kZwScreenWidth = 1280;
+constexpr int kZwScreenHeight = 720;
 
 extern SDL_Window* gZwWindow;
 extern SDL_Renderer* gZwRenderer;
@@ -38,6 +43,30 @@ ZwSurface* zwCurrentTarget();
 void zwReleaseTextCache();
 // Lines rendered from glyphs so far; cached lines do not count.
 extern int zwTextRenders;
+
+// Holds a pthread mutex for the rest of the scope.
+class ZwLock {
+public:
+    explicit ZwLock(pthread_mutex_t* mutex) : mMutex(mutex) { pthread_mutex_lock(mMutex); }
+    ~ZwLock() { pthread_mutex_unlock(mMutex); }
+    ZwLock(const ZwLock&) = delete;
+    ZwLock& operator=(const ZwLock&) = delete;
+
+private:
+    pthread_mutex_t* mMutex;
+};
+
+// Draws a surface at its natural size with its top left corner at x, y; null draws nothing.
+void zwBlitAt(ZelmorSurface* surface, int x, int y);
+
+// The index one step (delta 1 or -1) from index in a list of count, wrapping at the
+// ends, as a short pad list is expected to.
+inline int zwWrapStep(int index, int delta, int count) {
+    if (count <= 0)
+        return 0;
+    int next = index + delta;
+    return next < 0 ? count - 1 : (next >= count ? 0 : next);
+}
 
 // Maps one SDL event to a key code, or kKeyNone; tracks held directions for repeats.
 int zwKeyFromEvent(const SDL_Event& event);

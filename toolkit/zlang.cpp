@@ -13,51 +13,31 @@ int gZwLanguage = 0; // 0 English, 1 Simplified Chinese; set by loadSystemState
 namespace {
 
 std::map<int, std::string> sTranslation;
+// Texts that the program registered for a language, by language and id.
+std::map<std::pair<int, int>, std::string> sRegistered;
 
-const char* const kSimplifiedChinese[] = {
-    "确定",
-    "取消",
-    "返回",
-    "正在退出...",
-    "加载中...",
-    "确认",
-    "是",
-    "否",
-    "音乐",
-    "请将音乐文件放入SD卡的Music目录",
-    "设置",
-    "退出音乐播放器？",
-    "退出",
-    "音轨",
-    "播放列表",
-    "收藏",
-    "音乐库",
-    "最近播放",
-    "当前没有播放",
-    "未知",
-    "播放/暂停",
-    "音乐信息",
-    "歌曲名",
-    "艺术家",
-    "专辑",
-    "流派",
-    "年份",
-    "正在播放",
-    "音量",
-    "封面背景",
-    "可视化效果",
-    "后台播放",
-    "停止并退出播放器",
+// The toolkit's own ids 0 to 7 in Simplified Chinese.
+const char* const kToolkitChinese[] = {
+    "确定", "取消", "返回", "正在退出...", "加载中...", "确认", "是", "否",
 };
 
 } // namespace
+
+void addLangTranslation(int language, int id, const char* text) {
+    if (text)
+        sRegistered[{language, id}] = text;
+}
 
 void initLang() {
     sTranslation.clear();
     if (gZwLanguage == 1) {
         int id = 0;
-        for (const char* text : kSimplifiedChinese)
+        for (const char* text : kToolkitChinese)
             sTranslation[id++] = text;
+    }
+    for (const auto& entry : sRegistered) {
+        if (entry.first.first == gZwLanguage)
+            sTranslation[entry.first.second] = entry.second;
     }
 }
 

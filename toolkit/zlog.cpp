@@ -1,13 +1,16 @@
 // Logging, monotonic time and whole-file reading for the program and the toolkit.
 #include "zcommon.h"
-#include "zpaths.h"
+
+#include "base/device_paths.h"
+#include "base/fd_io.h"
+#include "base/files.h"
 
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <mutex>
+#include <pthread.h>
 #include <string>
 #include <sys/stat.h>
 #include <time.h>
@@ -15,34 +18,9 @@
 
 namespace {
 
-std::mutex sLogLock;
+pthread_mutex_t sLogLock = PTHREAD_MUTEX_INITIALIZER;
 int sLogFd = -1;
 bool sLogToStderr = true;
-
-// Writes all bytes, continuing after short writes and signals.
-void writeAll(int fd, const char* data, size_t size) {
-    while (size > 0) {
-        ssize_t n = write(fd, data, size);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            return;
-        }
-        data += n;
-        size -= static_cast<size_t>(n);
-    }
-}
-
-void makeParentDirs(const char* file) {
-    std::string path(file);
-    for (size_t i = 1; i < path.size(); ++i) {
-        if (path[i] == '/') {
-            path[i] = '\0';
-            mkdir(path.c_str(), 0755);
-            path[i] = '/';
-        }
-    }
-}
 
 // Blocks handed out by loadContent, so that a pointer passed back in is recognised and
 // its capacity known. They stay reachable from here for the life of the process.
@@ -50,7 +28,7 @@ struct ContentBlock {
     char* data;
     size_t capacity;
 };
-std::mutex sContentLock;
+pthread_mutex_t sContentLock = PTHREAD_MUTEX_INITIALIZER;
 ContentBlock* sContentBlocks = nullptr;
 size_t sContentCount = 0;
 size_t sContentCapacity = 0;
@@ -60,11 +38,12 @@ constexpr size_t kContentMax = 64u * 1024u * 1024u;
 } // namespace
 
 void initLogger(int enable) {
-    std::lock_guard<std::mutex> guard(sLogLock);
-    if (!enable || sLogFd >= 0)
-        return;
-    makeParentDirs(ZW_LOG_FILE);
-    sLogFd = open(ZW_LOG_FILE, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    pthread_mutex_lock(&sLogLock);
+    if (enable && sLogFd < 0) {
+        makeParentDirs(MP_LOG_FILE);
+        sLogFd = open(MP_LOG_FILE, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    }
+    pthread_mutex_unlock(&sLogLock);
 }
 
 void tprintf(const char* format, ...) {
@@ -91,20 +70,20 @@ void tprintf(const char* format, ...) {
         }
     }
     va_end(copy);
-    {
-        // One lock around both sinks keeps lines whole and in the same order in each.
-        std::lock_guard<std::mutex> guard(sLogLock);
-        if (sLogToStderr)
-            writeAll(STDERR_FILENO, text, static_cast<size_t>(length));
-        if (sLogFd >= 0)
-            writeAll(sLogFd, text, static_cast<size_t>(length));
-    }
+    // One lock around both sinks keeps lines whole and in the same order in each.
+    pthread_mutex_lock(&sLogLock);
+    if (sLogToStderr)
+        writeFully(STDERR_FILENO, text, static_cast<size_t>(length));
+    if (sLogFd >= 0)
+        writeFully(sLogFd, text, static_cast<size_t>(length));
+    pthread_mutex_unlock(&sLogLock);
     free(heap);
 }
 
 void tprintfToStderr(bool enabled) {
-    std::lock_guard<std::mutex> guard(sLogLock);
+    pthread_mutex_lock(&sLogLock);
     sLogToStderr = enabled;
+    pthread_mutex_unlock(&sLogLock);
 }
 
 long systemms() {
@@ -113,36 +92,29 @@ long systemms() {
     return static_cast<long>(ts.tv_sec) * 1000L + static_cast<long>(ts.tv_nsec / 1000000L);
 }
 
-int loadContent(const char* path, FILE* file, char** text) {
-    (void)path;
-    if (!file || !text)
-        return -1;
+namespace {
 
-    std::lock_guard<std::mutex> guard(sContentLock);
-    ContentBlock* block = nullptr;
-    if (*text) {
-        for (size_t i = 0; i < sContentCount; ++i) {
-            if (sContentBlocks[i].data == *text) {
-                block = &sContentBlocks[i];
-                break;
-            }
-        }
+// The index of the block behind *text, or of a new empty one; -1 when the table cannot
+// grow. Called with sContentLock held.
+long findContentBlock(const char* text) {
+    for (size_t i = 0; text && i < sContentCount; ++i) {
+        if (sContentBlocks[i].data == text)
+            return static_cast<long>(i);
     }
-    if (!block) {
-        if (sContentCount == sContentCapacity) {
-            size_t capacity = sContentCapacity ? sContentCapacity * 2 : 8;
-            auto* grown =
-                static_cast<ContentBlock*>(realloc(sContentBlocks, capacity * sizeof(ContentBlock)));
-            if (!grown)
-                return -1;
-            sContentBlocks = grown;
-            sContentCapacity = capacity;
-        }
-        block = &sContentBlocks[sContentCount++];
-        block->data = nullptr;
-        block->capacity = 0;
+    if (sContentCount == sContentCapacity) {
+        size_t capacity = sContentCapacity ? sContentCapacity * 2 : 8;
+        auto* grown = static_cast<ContentBlock*>(realloc(sContentBlocks, capacity * sizeof(ContentBlock)));
+        if (!grown)
+            return -1;
+        sContentBlocks = grown;
+        sContentCapacity = capacity;
     }
+    sContentBlocks[sContentCount] = ContentBlock{nullptr, 0};
+    return static_cast<long>(sContentCount++);
+}
 
+// Reads the file to its end into the block, growing it: the length read, or -1.
+long readIntoBlock(FILE* file, ContentBlock* block) {
     // Read to the end, whatever the file's size claims: the writer may be mid-way.
     size_t used = 0;
     for (;;) {
@@ -157,20 +129,40 @@ int loadContent(const char* path, FILE* file, char** text) {
                 return -1;
             block->data = grown;
             block->capacity = capacity;
-            *text = grown;
         }
         size_t room = block->capacity - used - 1;
         size_t got = fread(block->data + used, 1, room, file);
         used += got;
-        if (got < room) {
-            if (ferror(file))
-                return -1;
+        if (got < room)
             break;
-        }
         if (used > kContentMax)
             return -1;
     }
+    if (ferror(file))
+        return -1;
     block->data[used] = '\0';
-    *text = block->data;
-    return static_cast<int>(used);
+    return static_cast<long>(used);
+}
+
+} // namespace
+
+int loadContent(const char* path, FILE* file, char** text) {
+    (void)path;
+    if (!file || !text)
+        return -1;
+    // The table is locked only to find the block: the read itself runs unlocked, so that
+    // threads reading different files do not wait for each other.
+    pthread_mutex_lock(&sContentLock);
+    long index = findContentBlock(*text);
+    ContentBlock block = index >= 0 ? sContentBlocks[index] : ContentBlock{nullptr, 0};
+    pthread_mutex_unlock(&sContentLock);
+    if (index < 0)
+        return -1;
+    long length = readIntoBlock(file, &block);
+    pthread_mutex_lock(&sContentLock);
+    sContentBlocks[index] = block;
+    pthread_mutex_unlock(&sContentLock);
+    // A grown block has moved: the caller's pointer follows it even after a failure.
+    *text = block.data;
+    return static_cast<int>(length);
 }

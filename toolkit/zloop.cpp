@@ -1,6 +1,8 @@
 // The window loop: the stack of windows, frame pacing, input as key codes, popups.
 #include "zinternal.h"
 
+#include "base/user_events.h"
+
 #include <algorithm>
 
 std::vector<ZelmorWindow*>* gWinList = nullptr;

@@ -8,9 +8,8 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
+#include <pthread.h>
 #include <string>
-#include <thread>
 #include <vector>
 
 // What a row runs when it is activated; dowork returns a window result or 0.
@@ -157,8 +156,8 @@ protected:
     // Keeps the cursor inside the list and the visible range around it; the caller
     // holds the rows' lock where there is one.
     void clampView(int count);
-    // Guards the cursor fields against a loader thread's restorePos.
-    std::recursive_mutex mCursorLock;
+    // Guards the cursor fields against a loader thread's restorePos; recursive.
+    pthread_mutex_t mCursorLock;
 };
 
 // Draws rows of TextMenuItems with their row images, icons and labels.
@@ -251,7 +250,7 @@ protected:
     uint64_t mGeneration;   // bumped whenever mRows is replaced
     uint64_t mLoadSerial;   // the latest LoadDir; older ones stop publishing
     bool mGenerationShared; // rows of this generation reached another thread
-    std::thread::id mWindowThread;
+    pthread_t mWindowThread;
     bool mWindowThreadKnown;
     uint64_t mItemVectorGeneration; // window thread only
 };

@@ -101,7 +101,7 @@ void ZwSurface::blit(SDL_Rect* src, SDL_Rect* dst, int flag, void*) {
     SDL_Rect source = src ? *src : SDL_Rect{0, 0, mWidth, mHeight};
     SDL_Rect destination;
     if (!dst) {
-        int w = 1280, h = 720;
+        int w = kZwScreenWidth, h = kZwScreenHeight;
         if (sRenderTarget) {
             w = sRenderTarget->mWidth;
             h = sRenderTarget->mHeight;
@@ -185,6 +185,13 @@ void* ZwSurface::getPixels(int* pitch, int* bytesPerPixel, int* width, int* heig
     }
     SDL_FreeSurface(scaled);
     return block;
+}
+
+void zwBlitAt(ZelmorSurface* surface, int x, int y) {
+    if (!surface)
+        return;
+    SDL_Rect at = {x, y, 0, 0};
+    surface->blit(nullptr, &at, 1, nullptr);
 }
 
 ZwSurface* zwSurfaceFromImage(SDL_Surface* image) {

@@ -165,13 +165,12 @@ namespace {
 
 void fillBar(ZelmorSurface* image, int y) {
     if (image) {
-        SDL_Rect at = {0, y, 0, 0};
-        image->blit(nullptr, &at, 1, nullptr);
+        zwBlitAt(image, 0, y);
         return;
     }
     SDL_SetRenderDrawBlendMode(gZwRenderer, SDL_BLENDMODE_BLEND);
     SDL_SetRenderDrawColor(gZwRenderer, 12, 14, 20, 200);
-    SDL_Rect bar = {0, y, 1280, 80};
+    SDL_Rect bar = {0, y, kZwScreenWidth, 80};
     SDL_RenderFillRect(gZwRenderer, &bar);
 }
 
@@ -201,8 +200,7 @@ int ZelmorWindow::drawStatBar(int) {
 int draw_stat_icon_item_left(ZelmorSurface* icon, int x, int y, const char* label) {
     int textX = x;
     if (icon) {
-        SDL_Rect at = {x, y + (60 - icon->getHeight()) / 2, 0, 0};
-        icon->blit(nullptr, &at, 1, nullptr);
+        zwBlitAt(icon, x, y + (60 - icon->getHeight()) / 2);
         textX += icon->getWidth() + 12;
     }
     if (label)

@@ -41,12 +41,6 @@ enum {
     kWinResultPopup = 1005,
 };
 
-// User event codes (type SDL_USEREVENT) that the loop understands.
-enum {
-    USER_EVENT_STATUS_TICK = 25,
-    USER_EVENT_OPEN_FOLDER = 26,
-};
-
 // Shared key that swaps the confirm and back roles of kKeyPrimary and kKeySecondary.
 enum { kShmKeySwapButtons = 19 };
 
@@ -144,6 +138,10 @@ extern std::vector<ZelmorWindow*>* gWinList;
 extern std::vector<std::string> gDefaultStringList;
 void initLang();
 const char* getLangStr(int id);
+// Not part of the device's toolkit, which reads the system's language files: the
+// stand-in takes the translations of the program's ids from the program, registered
+// before initLang. Language 0 is English, 1 Simplified Chinese.
+void addLangTranslation(int language, int id, const char* text);
 
 // Network monitor of the device; the stand-in only logs.
 void rx_wifi_monitor_start();

@@ -1,6 +1,6 @@
 #include "visualiser/spectrum.h"
 
-#include "app/device_paths.h"
+#include "base/device_paths.h"
 #include "zcommon.h"
 
 #include <cmath>
@@ -8,7 +8,6 @@
 #include <csignal>
 #include <ctime>
 #include <fcntl.h>
-#include <mutex>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -46,7 +45,7 @@ double s_magnitude[kTapSamples / 2];
 // Volatile: the stores around the copy must not be merged or moved past it.
 thread_local sigjmp_buf* volatile tl_tapJump = nullptr;
 struct sigaction s_previousBusAction;
-std::once_flag s_busHandlerOnce;
+pthread_once_t s_busHandlerOnce = PTHREAD_ONCE_INIT;
 
 void tapBusHandler(int signal, siginfo_t* info, void* context) {
     if (tl_tapJump)
@@ -65,7 +64,7 @@ void tapBusHandler(int signal, siginfo_t* info, void* context) {
 }
 
 void installBusHandler() {
-    std::call_once(s_busHandlerOnce, [] {
+    pthread_once(&s_busHandlerOnce, [] {
         struct sigaction action = {};
         action.sa_sigaction = tapBusHandler;
         action.sa_flags = SA_SIGINFO | SA_NODEFER;
@@ -151,10 +150,10 @@ void* planAhead(void*) {
     return nullptr;
 }
 
-std::once_flag s_plannerOnce;
+pthread_once_t s_plannerOnce = PTHREAD_ONCE_INIT;
 
 void makePlannerThreadSafe() {
-    std::call_once(s_plannerOnce, [] { fftw_make_planner_thread_safe(); });
+    pthread_once(&s_plannerOnce, [] { fftw_make_planner_thread_safe(); });
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 // dump of about 4 KB with two sections, with and without a tag that needs the
 // double-encoding repair. The cost of reading alone (open, read, close of both files)
 // is measured in the same run as the baseline.
-#include "app/device_paths.h"
+#include "base/device_paths.h"
 #include "status/music_status.h"
 #include "zcommon.h"
 

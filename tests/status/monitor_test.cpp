@@ -1,6 +1,6 @@
 // The status monitor against real files under the device root: what it stores, what it
 // keeps, when it wakes the window loop, and that readers never see a torn record.
-#include "app/device_paths.h"
+#include "base/device_paths.h"
 #include "scratch_dir.h"
 #include "status/music_status.h"
 

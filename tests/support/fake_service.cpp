@@ -1,5 +1,9 @@
 #include "fake_service.h"
 
+#include "base/fd_io.h"
+#include "service/frame.h"
+
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cjson/cJSON.h>
@@ -12,39 +16,19 @@
 
 namespace {
 
-constexpr uint32_t kMagic = 0xABCDEDCBu;
+constexpr uint32_t kMagic = SERVICE_FRAME_MAGIC;
 
 bool readExact(int fd, void* buffer, size_t size) {
-    auto* bytes = static_cast<char*>(buffer);
-    while (size > 0) {
-        ssize_t n = read(fd, bytes, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        bytes += n;
-        size -= static_cast<size_t>(n);
-    }
-    return true;
+    return readFully(fd, buffer, size, -1) == size;
 }
 
 void writeAll(int fd, const void* data, size_t size) {
-    const auto* bytes = static_cast<const char*>(data);
-    while (size > 0) {
-        ssize_t n = send(fd, bytes, size, MSG_NOSIGNAL);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return;
-        bytes += n;
-        size -= static_cast<size_t>(n);
-    }
+    sendFully(fd, data, size);
 }
 
 void writeHeader(int fd, uint32_t magic, int32_t length) {
-    unsigned char header[8];
-    memcpy(header, &magic, 4);
-    memcpy(header + 4, &length, 4);
+    unsigned char header[kFrameHeaderBytes];
+    frameEncodeHeader(header, magic, length);
     writeAll(fd, header, sizeof(header));
 }
 
@@ -64,11 +48,8 @@ void waitForClientClose(int fd) {
 } // namespace
 
 std::string expectedFrame(const std::string& body) {
-    std::string frame(8, '\0');
-    uint32_t magic = kMagic;
-    int32_t length = static_cast<int32_t>(body.size());
-    memcpy(&frame[0], &magic, 4);
-    memcpy(&frame[4], &length, 4);
+    std::string frame(kFrameHeaderBytes, '\0');
+    frameEncodeHeader(reinterpret_cast<unsigned char*>(&frame[0]), kMagic, static_cast<int32_t>(body.size()));
     return frame + body;
 }
 
@@ -79,21 +60,9 @@ FakeService::~FakeService() {
 }
 
 bool FakeService::start() {
-    mListenFd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    mListenFd = abstractListen("musicservice", 16);
     if (mListenFd < 0)
         return false;
-    struct sockaddr_un address;
-    memset(&address, 0, sizeof(address));
-    address.sun_family = AF_UNIX;
-    const char name[] = "musicservice";
-    memcpy(address.sun_path + 1, name, sizeof(name) - 1);
-    socklen_t length = static_cast<socklen_t>(offsetof(struct sockaddr_un, sun_path) + 1 + sizeof(name) - 1);
-    if (bind(mListenFd, reinterpret_cast<struct sockaddr*>(&address), length) < 0 ||
-        listen(mListenFd, 16) < 0) {
-        close(mListenFd);
-        mListenFd = -1;
-        return false;
-    }
     mRunning = true;
     mThread = std::thread([this] { serve(); });
     return true;
@@ -132,16 +101,9 @@ std::vector<std::string> FakeService::commands() {
 }
 
 bool FakeService::waitForFrames(size_t count, int timeoutMs) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (std::chrono::steady_clock::now() < deadline) {
-        {
-            std::lock_guard<std::mutex> guard(mLock);
-            if (mFrames.size() >= count)
-                return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
+    std::unique_lock<std::mutex> lock(mLock);
+    return mFrameArrived.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                                  [&] { return mFrames.size() >= count; });
 }
 
 void FakeService::serve() {
@@ -190,6 +152,7 @@ void FakeService::handle(int fd, int number) {
             reply = found->second;
         mFrames.push_back(frame);
     }
+    mFrameArrived.notify_all();
 
     switch (reply.kind) {
     case ReplyKind::None:
@@ -212,11 +175,20 @@ void FakeService::handle(int fd, int number) {
         writeHeader(fd, kMagic, 52428801);
         break;
     case ReplyKind::LengthAtLimit: {
-        std::string body(52428800, ' ');
-        body[0] = '{';
-        body[body.size() - 1] = '}';
-        writeHeader(fd, kMagic, static_cast<int32_t>(body.size()));
-        writeAll(fd, body.data(), body.size());
+        // The header goes out first, as the client waits only for the first bytes;
+        // the body follows in pieces: "{", blanks, "}".
+        const int32_t length = SERVICE_REPLY_MAX;
+        writeHeader(fd, kMagic, length);
+        std::string piece(1 << 20, ' ');
+        piece[0] = '{';
+        for (int32_t left = length; left > 0;) {
+            size_t size = static_cast<size_t>(std::min<int32_t>(left, static_cast<int32_t>(piece.size())));
+            if (left == static_cast<int32_t>(size))
+                piece[size - 1] = '}';
+            writeAll(fd, piece.data(), size);
+            piece[0] = ' ';
+            left -= static_cast<int32_t>(size);
+        }
         waitForClientClose(fd);
         break;
     }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -67,6 +68,7 @@ private:
     std::atomic<int> mConnections{0};
     std::thread mThread;
     std::mutex mLock;
+    std::condition_variable mFrameArrived;
     std::map<std::string, Reply> mScript;
     ReplyKind mOnAccept = ReplyKind::None;
     std::vector<RecordedFrame> mFrames;

@@ -1,6 +1,6 @@
 // The window loop's results, the wait for input, key mapping, the shared key table and
 // the language table.
-#include "app/default_strings.h"
+#include "base/user_events.h"
 #include "scratch_dir.h"
 #include "screen_fixture.h"
 #include "shmvar.h"
@@ -194,24 +194,3 @@ TEST(SharedKeys, AnotherProcessSetsTheSwapKey) {
     EXPECT_EQ(GetKeyShm(&gShmInfo, 999), 0);
 }
 
-TEST(Language, ProgramTextsFollowTheToolkitsAndTranslationsReplaceThem) {
-    gDefaultStringList.resize(8);
-    appendDefaultStrings();
-    ASSERT_EQ(gDefaultStringList.size(), 33u);
-    InitKeyShm(&gShmInfo);
-    SetKeyShm(&gShmInfo, kShmKeyLanguage, 0);
-    loadSystemState(&gShmInfo, nullptr);
-    initLang();
-    EXPECT_STREQ(getLangStr(32), "Stop And Quit Player");
-    EXPECT_STREQ(getLangStr(3), "Quitting...");
-    EXPECT_STREQ(getLangStr(99), "");
-    SetKeyShm(&gShmInfo, kShmKeyLanguage, 1);
-    loadSystemState(&gShmInfo, nullptr);
-    initLang();
-    EXPECT_STREQ(getLangStr(8), "\xE9\x9F\xB3\xE4\xB9\x90");
-    SetKeyShm(&gShmInfo, kShmKeyLanguage, 0);
-    loadSystemState(&gShmInfo, nullptr);
-    initLang();
-    EXPECT_STREQ(getLangStr(8), "Music");
-    gDefaultStringList.resize(8);
-}

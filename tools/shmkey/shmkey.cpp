@@ -5,9 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 
-ShmInfo gShmInfo = {nullptr, 0};
-char* gThemePath = nullptr;
-
 int main(int argc, char** argv) {
     if (argc < 3 || (strcmp(argv[1], "get") != 0 && strcmp(argv[1], "set") != 0) ||
         (strcmp(argv[1], "set") == 0 && argc < 4)) {

@@ -1,0 +1,28 @@
+#include "app/globals.h"
+
+#include "zcommon.h"
+
+std::vector<ZelmorWindow*> gUIWindows;
+ShmInfo gShmInfo = {nullptr, 0};
+char* gThemePath = nullptr;
+SDL_Joystick* gJoystick = nullptr;
+
+void initJoyStick() {
+    if (gJoystick) {
+        SDL_JoystickClose(gJoystick);
+        gJoystick = nullptr;
+    }
+    int count = SDL_NumJoysticks();
+    tprintf("num of joysticks %d\n", count);
+    for (int index = 0; index < count; ++index) {
+        gJoystick = SDL_JoystickOpen(index);
+        if (gJoystick) {
+            tprintf(
+                "opened joystick name: %s, number of axes: %d, number of buttons: %d, number of balls: %d\n",
+                SDL_JoystickNameForIndex(index), SDL_JoystickNumAxes(gJoystick),
+                SDL_JoystickNumButtons(gJoystick), SDL_JoystickNumBalls(gJoystick));
+        } else {
+            tprintf("open joystick fail: %s\n", SDL_GetError());
+        }
+    }
+}
