@@ -1,0 +1,25 @@
+// Screenshots of what a test has drawn: saved under <build>/gallery/ for people to look
+// at, and compared with a committed reference image under tests/reference/ within a
+// small tolerance, so that a screen that changes by accident fails its test.
+#pragma once
+
+#include <SDL2/SDL.h>
+
+#include <string>
+#include <vector>
+
+// Reads the current render target's pixels (ARGB8888), w x h from the top left.
+std::vector<Uint32> readTargetPixels(int x, int y, int w, int h);
+
+// Saves the whole 1280x720 screen as <build>/gallery/<name>.png; false on failure.
+bool saveScreenshot(const std::string& name);
+
+// Saves the screenshot and compares it with tests/reference/<name>.png. The result is
+// empty when they match: at most 0.5% of the pixels differ by more than 48 in a channel,
+// areas in ignore (for example the status bar's clock) not counted. Otherwise it says
+// what differs. With the environment variable MP_UPDATE_REFERENCES=1 the reference is
+// written from the screenshot instead (review it before committing it).
+std::string matchesReference(const std::string& name, const std::vector<SDL_Rect>& ignore = {});
+
+// The status bar's clock, which shows the time of the run.
+constexpr SDL_Rect kClockArea = {1090, 640, 190, 80};
