@@ -6,6 +6,9 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/deps.sh
 
+# No include may climb from a lower floor to a higher one.
+tools/check_layers.sh
+
 jobs=$(nproc)
 fuzz_seconds=${FUZZ_SECONDS:-30}
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
