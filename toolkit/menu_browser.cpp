@@ -1,73 +1,41 @@
 // The file browser list: folders first, then accepted files, each in natural order.
 //
-// Rows live in mRows under mCursorLock. A LoadDir reads and sorts the folder off the
-// lock, then makes and publishes the rows in chunks, so that a folder of 100,000
-// entries shows its top rows early and never holds up drawing; a later LoadDir (the
-// user entering a folder while the loader still reads) makes an earlier one give up.
-// Replaced rows are retired, not deleted: the window thread frees them before its
-// next wait for input, when it holds no row, unless a pointer into them went to
-// another thread (then they stay until the menu goes) or a folder event in the queue
-// still points into one of their actions.
+// Rows live in mRows under mCursorLock. A load reads the folder's names into one block
+// and sorts them on precomputed keys, off the lock, then makes and publishes the rows
+// in growing chunks, so that a folder of 100,000 entries shows its top rows early and
+// never holds up drawing; a later load (the user entering a folder while another is
+// still read) makes an earlier one give up. Folders entered or left from the keys are
+// read on the menu's loader thread, so the window thread never waits for a folder: the
+// old rows stay on screen until the first chunk of the new ones replaces them, and the
+// cursor lands where it belongs (on the folder left, when going back) in that same step.
+//
+// Replaced rows are retired, not deleted: the window thread releases them before its
+// next wait for input, when it holds no row, unless a pointer into them went to another
+// thread that has not released it yet or a folder event in the queue still points into
+// one of their actions. Large sets are freed on the loader thread.
 #include "zinternal.h"
 #include "zmenu.h"
 
+#include "base/natural_order.h"
 #include "base/user_events.h"
 
 #include <algorithm>
-#include <cctype>
+#include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace {
 
-const size_t kPublishChunk = 512;
+// Rows published at once: a first screenful early, then larger steps.
+const size_t kFirstChunk = 64;
+const size_t kLargestChunk = 8192;
+// Replaced sets up to this size are freed on the window thread itself.
+const size_t kInlineFreeLimit = 4096;
 
 // The path of the folder event taken during the current wait; window thread only.
 std::string sPendingFolder;
 bool sFolderPending = false;
-
-// Case-insensitive natural order: runs of digits compare by value ("track2" before
-// "track10"), everything else by lower-case byte.
-bool naturalLess(const std::string& a, const std::string& b) {
-    size_t i = 0, j = 0;
-    while (i < a.size() && j < b.size()) {
-        unsigned char ca = static_cast<unsigned char>(a[i]), cb = static_cast<unsigned char>(b[j]);
-        if (isdigit(ca) && isdigit(cb)) {
-            size_t si = i, sj = j;
-            while (si < a.size() && a[si] == '0')
-                ++si;
-            while (sj < b.size() && b[sj] == '0')
-                ++sj;
-            size_t ei = si, ej = sj;
-            while (ei < a.size() && isdigit(static_cast<unsigned char>(a[ei])))
-                ++ei;
-            while (ej < b.size() && isdigit(static_cast<unsigned char>(b[ej])))
-                ++ej;
-            if (ei - si != ej - sj)
-                return ei - si < ej - sj;
-            int order = a.compare(si, ei - si, b, sj, ej - sj);
-            if (order != 0)
-                return order < 0;
-            i = ei;
-            j = ej;
-            continue;
-        }
-        int la = tolower(ca), lb = tolower(cb);
-        if (la != lb)
-            return la < lb;
-        ++i;
-        ++j;
-    }
-    if ((a.size() - i) != (b.size() - j))
-        return a.size() - i < b.size() - j;
-    return a < b;
-}
-
-struct LoadedRow {
-    TextMenuItem* item;
-    std::string name;
-    bool folder;
-};
 
 // wait_event hands the folder event's path here; it is copied at once, before any row
 // (which owns the text) can be rebuilt.
@@ -116,28 +84,55 @@ bool isUnder(const std::string& dir, const std::string& root) {
                            (root.back() == '/' || dir[root.size()] == '/'));
 }
 
+// An accepted entry: its name in the load's name block, and whether it is a folder.
+struct Entry {
+    uint32_t offset;
+    uint32_t length;
+    bool folder;
+};
+
+// Appends the entries of group to sorted in natural order of their names.
+void appendSorted(const std::string& names, const std::vector<Entry>& group, std::vector<Entry>* sorted) {
+    std::vector<std::string_view> views;
+    views.reserve(group.size());
+    for (const Entry& entry : group)
+        views.emplace_back(names.data() + entry.offset, entry.length);
+    std::vector<uint32_t> order;
+    naturalSortOrder(views, &order);
+    for (uint32_t index : order)
+        sorted->push_back(group[index]);
+}
+
 } // namespace
 
 FileBrowserMenu::FileBrowserMenu(const char* root, const char* startDir, const char* activeImage,
                                  const char* normalImage, int visibleRows, int reserved)
     : TextMenuDrawer(activeImage, normalImage, visibleRows), mItemVector(new std::vector<TextMenuItem*>()),
-      mRoot(trimDir(root)), mGeneration(0), mLoadSerial(0), mGenerationShared(false),
-      mWindowThreadKnown(false), mItemVectorGeneration(0) {
+      mRoot(trimDir(root)), mGeneration(0), mLoadSerial(0), mWindowThreadKnown(false), mClosing(false),
+      mItemVectorGeneration(0), mLoaderStarted(false), mLoaderStop(false), mLoaderBusy(false),
+      mRequestPending(false) {
     (void)reserved;
     if (mRoot.empty())
         mRoot = "/";
     mCurrentDir = trimDir(startDir);
     if (mCurrentDir.empty())
         mCurrentDir = mRoot;
+    pthread_mutex_init(&mLoaderLock, nullptr);
+    pthread_cond_init(&mLoaderSignal, nullptr);
 }
 
 FileBrowserMenu::~FileBrowserMenu() {
+    cancelLoads();
     for (Row& row : mRows)
         delete row.item;
     for (RetiredRows& retired : mRetired) {
-        for (TextMenuItem* item : retired.items)
-            delete item;
+        for (Row& row : retired.rows)
+            delete row.item;
     }
+    for (TextMenuItem* item : mTrash)
+        delete item;
+    pthread_cond_destroy(&mLoaderSignal);
+    pthread_mutex_destroy(&mLoaderLock);
     delete mItemVector;
 }
 
@@ -150,80 +145,138 @@ void FileBrowserMenu::noteWindowThread() {
 }
 
 void FileBrowserMenu::retireRowsLocked() {
-    RetiredRows retired;
-    retired.shared = mGenerationShared;
-    retired.items.reserve(mRows.size());
-    for (Row& row : mRows)
-        retired.items.push_back(row.item);
-    mRows.clear();
-    if (!retired.items.empty())
+    if (!mRows.empty()) {
+        RetiredRows retired;
+        retired.rows.swap(mRows);
+        retired.holders.swap(mGenerationHolders);
         mRetired.push_back(std::move(retired));
+    }
+    mRows.clear();
+    mGenerationHolders.clear();
     ++mGeneration;
-    mGenerationShared = false;
 }
 
 void FileBrowserMenu::LoadDir() {
-    std::string dir;
-    uint64_t serial;
+    LoadRequest request;
     {
         ZwLock guard(&mCursorLock);
-        dir = mCurrentDir;
-        serial = ++mLoadSerial;
+        if (mClosing)
+            return;
+        request.dir = mCurrentDir;
+        request.serial = ++mLoadSerial;
     }
-    // Names first, sorted; rows are then made in their final order.
-    std::vector<LoadedRow> entries;
+    runLoad(request);
+}
+
+void FileBrowserMenu::runLoad(const LoadRequest& request) {
+    const std::string& dir = request.dir;
+    // The names of the accepted entries, one block for all, each followed by a zero byte.
+    auto names = std::make_shared<std::string>();
+    std::vector<Entry> folders, files;
     if (DIR* folder = opendir(dir.c_str())) {
+        const int folderFd = dirfd(folder);
+        // A folder's own size bounds the bytes of its names on the usual file systems:
+        // reserving it spares the copies of a growing block.
+        struct stat self;
+        if (fstat(folderFd, &self) == 0 && self.st_size > 0)
+            names->reserve(static_cast<size_t>(std::min<off_t>(self.st_size, off_t(64) << 20)));
         while (struct dirent* entry = readdir(folder)) {
-            if (entry->d_name[0] == '.')
+            const char* name = entry->d_name;
+            if (name[0] == '.')
                 continue;
             bool isFolder = entry->d_type == DT_DIR;
             if (entry->d_type == DT_UNKNOWN || entry->d_type == DT_LNK) {
-                std::string path = dir == "/" ? "/" + std::string(entry->d_name) : dir + "/" + entry->d_name;
                 struct stat info;
-                isFolder = stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+                isFolder = fstatat(folderFd, name, &info, 0) == 0 && S_ISDIR(info.st_mode);
             }
             // Folders always reach the handler: their names carry no music suffix.
-            if (!isFolder && !file_filter(entry->d_name, nullptr))
+            if (!isFolder && !file_filter(name, nullptr))
                 continue;
-            entries.push_back({nullptr, entry->d_name, isFolder});
+            size_t length = strlen(name);
+            Entry accepted = {static_cast<uint32_t>(names->size()), static_cast<uint32_t>(length), isFolder};
+            names->append(name, length + 1);
+            (isFolder ? folders : files).push_back(accepted);
         }
         closedir(folder);
     }
-    std::sort(entries.begin(), entries.end(), [](const LoadedRow& a, const LoadedRow& b) {
-        if (a.folder != b.folder)
-            return a.folder;
-        return naturalLess(a.name, b.name);
-    });
+    {
+        ZwLock guard(&mCursorLock);
+        if (request.serial != mLoadSerial || mClosing)
+            return; // someone asked for another folder meanwhile
+    }
+    std::vector<Entry> sorted;
+    sorted.reserve(folders.size() + files.size());
+    appendSorted(*names, folders, &sorted);
+    appendSorted(*names, files, &sorted);
+
+    // The entry that gets the cursor: the first publish waits until its row is made,
+    // so that the rows and the cursor appear together.
+    long focusEntry = -1;
+    if (!request.focusName.empty()) {
+        for (size_t i = 0; i < sorted.size(); ++i) {
+            const Entry& entry = sorted[i];
+            if ((!request.focusFolderOnly || entry.folder) && entry.length == request.focusName.size() &&
+                memcmp(names->data() + entry.offset, request.focusName.data(), entry.length) == 0) {
+                focusEntry = static_cast<long>(i);
+                break;
+            }
+        }
+    }
+    std::shared_ptr<const std::string> sharedNames = names;
 
     // The first publish replaces the old rows, even when the folder gives none.
     std::vector<Row> pending;
+    size_t published = 0;
+    long focusRow = -1;
+    bool focusApplied = false;
     bool replaced = false;
     auto publish = [&]() -> bool {
         ZwLock guard(&mCursorLock);
-        if (serial != mLoadSerial)
-            return false; // a later LoadDir owns the list now
+        if (request.serial != mLoadSerial || mClosing)
+            return false; // a later load owns the list now
         if (!replaced) {
             retireRowsLocked();
+            mRows.reserve(sorted.size());
+            mRowNames = sharedNames;
             mSelected = 0;
             mFirstVisible = 0;
             replaced = true;
         }
-        for (Row& row : pending)
-            mRows.push_back(std::move(row));
+        mRows.insert(mRows.end(), pending.begin(), pending.end());
+        published += pending.size();
         pending.clear();
+        if (focusRow >= 0 && !focusApplied) {
+            int index = static_cast<int>(focusRow);
+            mSelected = index;
+            mFirstVisible = request.savedSelected == index ? request.savedFirst
+                                                          : std::max(0, index - mVisibleRows / 2);
+            focusApplied = true;
+        }
         clampView(static_cast<int>(mRows.size()));
         return true;
     };
+
+    std::string path = dir == "/" ? std::string("/") : dir + "/";
+    const size_t prefix = path.size();
+    size_t chunk = kFirstChunk;
     bool abandoned = false;
-    for (LoadedRow& entry : entries) {
-        std::string path = dir == "/" ? "/" + entry.name : dir + "/" + entry.name;
-        TextMenuItem* item = file_handler(entry.name.c_str(), path.c_str(), entry.folder ? 102 : 101);
+    for (size_t i = 0; i < sorted.size(); ++i) {
+        const Entry& entry = sorted[i];
+        const char* name = names->data() + entry.offset;
+        path.resize(prefix);
+        path.append(name, entry.length);
+        TextMenuItem* item = file_handler(name, path.c_str(), entry.folder ? 102 : 101);
         if (!item)
             continue;
-        pending.push_back(Row{item, std::move(entry.name), entry.folder});
-        if (pending.size() >= kPublishChunk && !publish()) {
-            abandoned = true;
-            break;
+        if (static_cast<long>(i) == focusEntry)
+            focusRow = static_cast<long>(published + pending.size());
+        pending.push_back(Row{item, entry.offset, entry.length, entry.folder});
+        if (pending.size() >= chunk && static_cast<long>(i) >= focusEntry) {
+            if (!publish()) {
+                abandoned = true;
+                break;
+            }
+            chunk = std::min(chunk * 2, kLargestChunk);
         }
     }
     if (!abandoned && (!replaced || !pending.empty()) && publish())
@@ -241,14 +294,33 @@ TextMenuItem* FileBrowserMenu::getItemByIndex(int index) {
     ZwLock guard(&mCursorLock);
     if (index < 0 || static_cast<size_t>(index) >= mRows.size())
         return nullptr;
-    if (!mWindowThreadKnown || !pthread_equal(mWindowThread, pthread_self()))
-        mGenerationShared = true;
+    if (!mWindowThreadKnown || !pthread_equal(mWindowThread, pthread_self())) {
+        pthread_t self = pthread_self();
+        bool known = false;
+        for (pthread_t holder : mGenerationHolders)
+            known = known || pthread_equal(holder, self);
+        if (!known)
+            mGenerationHolders.push_back(self);
+    }
     return mRows[static_cast<size_t>(index)].item;
 }
 
 int FileBrowserMenu::getListNum() {
     ZwLock guard(&mCursorLock);
     return static_cast<int>(mRows.size());
+}
+
+void FileBrowserMenu::releaseRows() {
+    pthread_t self = pthread_self();
+    auto drop = [&](std::vector<pthread_t>& holders) {
+        holders.erase(std::remove_if(holders.begin(), holders.end(),
+                                     [&](pthread_t holder) { return pthread_equal(holder, self) != 0; }),
+                      holders.end());
+    };
+    ZwLock guard(&mCursorLock);
+    drop(mGenerationHolders);
+    for (RetiredRows& retired : mRetired)
+        drop(retired.holders);
 }
 
 void FileBrowserMenu::syncItemVector() {
@@ -266,7 +338,7 @@ void FileBrowserMenu::reclaimRetired() {
         ZwLock guard(&mCursorLock);
         bool anyFree = false;
         for (const RetiredRows& retired : mRetired)
-            anyFree = anyFree || !retired.shared;
+            anyFree = anyFree || retired.holders.empty();
         if (!anyFree)
             return;
     }
@@ -277,12 +349,26 @@ void FileBrowserMenu::reclaimRetired() {
         ZwLock guard(&mCursorLock);
         std::vector<RetiredRows> kept;
         for (RetiredRows& retired : mRetired) {
-            if (retired.shared)
+            if (!retired.holders.empty()) {
                 kept.push_back(std::move(retired));
-            else
-                gone.insert(gone.end(), retired.items.begin(), retired.items.end());
+                continue;
+            }
+            for (const Row& row : retired.rows)
+                gone.push_back(row.item);
         }
         mRetired.swap(kept);
+    }
+    if (gone.size() > kInlineFreeLimit) {
+        // Freeing a large folder's rows takes a while: the loader thread does it.
+        pthread_mutex_lock(&mLoaderLock);
+        bool handed = mLoaderStarted && !mLoaderStop;
+        if (handed) {
+            mTrash.insert(mTrash.end(), gone.begin(), gone.end());
+            pthread_cond_signal(&mLoaderSignal);
+        }
+        pthread_mutex_unlock(&mLoaderLock);
+        if (handed)
+            return;
     }
     for (TextMenuItem* item : gone)
         delete item;
@@ -290,7 +376,7 @@ void FileBrowserMenu::reclaimRetired() {
 
 bool FileBrowserMenu::focusRowLocked(const std::string& name, bool folderOnly) {
     for (size_t i = 0; i < mRows.size(); ++i) {
-        if ((!folderOnly || mRows[i].folder) && mRows[i].name == name) {
+        if ((!folderOnly || mRows[i].folder) && rowName(mRows[i]) == name) {
             int index = static_cast<int>(i);
             mSelected = index;
             mFirstVisible = std::max(0, index - mVisibleRows / 2);
@@ -301,59 +387,139 @@ bool FileBrowserMenu::focusRowLocked(const std::string& name, bool folderOnly) {
     return false;
 }
 
-void FileBrowserMenu::enterFolder(const std::string& path, const std::string& focusPath) {
+std::string FileBrowserMenu::rowName(const Row& row) const {
+    if (!mRowNames)
+        return std::string();
+    return mRowNames->substr(row.nameOffset, row.nameLength);
+}
+
+bool FileBrowserMenu::prepareEnter(const std::string& path, const std::string& focusPath, LoadRequest* request) {
     std::string dir = trimDir(path.c_str());
     if (dir.empty())
-        return;
-    {
-        ZwLock guard(&mCursorLock);
-        if (focusPath.empty())
-            mHistory.push_back(SavedPos{mCurrentDir, mSelected, mFirstVisible});
-        mCurrentDir = dir;
-    }
-    LoadDir();
-    if (focusPath.empty())
-        return;
+        return false;
     ZwLock guard(&mCursorLock);
-    focusRowLocked(baseName(focusPath), false);
+    if (mClosing)
+        return false;
+    if (focusPath.empty())
+        mHistory.push_back(SavedPos{mCurrentDir, mSelected, mFirstVisible});
+    mCurrentDir = dir;
+    request->dir = dir;
+    request->serial = ++mLoadSerial;
+    if (!focusPath.empty())
+        request->focusName = baseName(focusPath);
+    return true;
+}
+
+bool FileBrowserMenu::prepareBack(LoadRequest* request) {
+    ZwLock guard(&mCursorLock);
+    const std::string current = mCurrentDir;
+    if (mClosing || current == mRoot || current == "/")
+        return false;
+    // A folder outside the library goes back to the library's root.
+    std::string parent = isUnder(current, mRoot) ? parentOf(current) : mRoot;
+    if (!mHistory.empty() && mHistory.back().dir == parent) {
+        // The cursor where it was, if the row there is still the folder we left; else
+        // wherever that folder stands now.
+        request->savedSelected = mHistory.back().selected;
+        request->savedFirst = mHistory.back().first;
+        mHistory.pop_back();
+    } else {
+        mHistory.clear(); // the way up is not the way we came
+    }
+    mCurrentDir = parent;
+    request->dir = parent;
+    request->serial = ++mLoadSerial;
+    request->focusName = baseName(current);
+    request->focusFolderOnly = true;
+    return true;
+}
+
+void FileBrowserMenu::enterFolder(const std::string& path, const std::string& focusPath) {
+    LoadRequest request;
+    if (prepareEnter(path, focusPath, &request))
+        runLoad(request);
 }
 
 int FileBrowserMenu::goBack() {
-    std::string current;
-    {
-        ZwLock guard(&mCursorLock);
-        current = mCurrentDir;
-    }
-    if (current == mRoot || current == "/")
+    LoadRequest request;
+    if (!prepareBack(&request))
         return -1;
-    // A folder outside the library goes back to the library's root.
-    std::string parent = isUnder(current, mRoot) ? parentOf(current) : mRoot;
-    SavedPos saved{std::string(), -1, 0};
+    runLoad(request);
+    return 0;
+}
+
+void* FileBrowserMenu::loaderMain(void* menu) {
+    static_cast<FileBrowserMenu*>(menu)->serveLoads();
+    return nullptr;
+}
+
+void FileBrowserMenu::serveLoads() {
+    pthread_mutex_lock(&mLoaderLock);
+    for (;;) {
+        while (!mLoaderStop && !mRequestPending && mTrash.empty())
+            pthread_cond_wait(&mLoaderSignal, &mLoaderLock);
+        if (mLoaderStop)
+            break;
+        if (mRequestPending) {
+            LoadRequest request = std::move(mPendingRequest);
+            mRequestPending = false;
+            mLoaderBusy = true;
+            pthread_mutex_unlock(&mLoaderLock);
+            runLoad(request);
+            pthread_mutex_lock(&mLoaderLock);
+            mLoaderBusy = false;
+            continue; // a newer request goes before the freeing
+        }
+        std::vector<TextMenuItem*> trash;
+        trash.swap(mTrash);
+        pthread_mutex_unlock(&mLoaderLock);
+        for (TextMenuItem* item : trash)
+            delete item;
+        pthread_mutex_lock(&mLoaderLock);
+    }
+    pthread_mutex_unlock(&mLoaderLock);
+}
+
+void FileBrowserMenu::queueLoad(LoadRequest request) {
+    pthread_mutex_lock(&mLoaderLock);
+    if (!mLoaderStarted && !mLoaderStop) {
+        mLoaderStarted = pthread_create(&mLoaderThread, nullptr, loaderMain, this) == 0;
+        if (mLoaderStarted)
+            pthread_setname_np(mLoaderThread, "folderloader");
+    }
+    if (!mLoaderStarted) {
+        pthread_mutex_unlock(&mLoaderLock);
+        runLoad(request); // no thread to be had: read it here
+        return;
+    }
+    mPendingRequest = std::move(request);
+    mRequestPending = true;
+    pthread_cond_signal(&mLoaderSignal);
+    pthread_mutex_unlock(&mLoaderLock);
+}
+
+bool FileBrowserMenu::isLoading() {
+    pthread_mutex_lock(&mLoaderLock);
+    bool loading = mRequestPending || mLoaderBusy;
+    pthread_mutex_unlock(&mLoaderLock);
+    return loading;
+}
+
+void FileBrowserMenu::cancelLoads() {
     {
         ZwLock guard(&mCursorLock);
-        if (!mHistory.empty() && mHistory.back().dir == parent) {
-            saved = mHistory.back();
-            mHistory.pop_back();
-        } else {
-            mHistory.clear(); // the way up is not the way we came
-        }
-        mCurrentDir = parent;
+        mClosing = true;
+        ++mLoadSerial;
     }
-    LoadDir();
-    // The cursor where it was when the row there is still the folder we left; else
-    // wherever that folder stands now.
-    std::string name = baseName(current);
-    ZwLock guard(&mCursorLock);
-    if (saved.selected >= 0 && static_cast<size_t>(saved.selected) < mRows.size() &&
-        mRows[static_cast<size_t>(saved.selected)].folder &&
-        mRows[static_cast<size_t>(saved.selected)].name == name) {
-        mSelected = saved.selected;
-        mFirstVisible = saved.first;
-        clampView(static_cast<int>(mRows.size()));
-    } else {
-        focusRowLocked(name, true);
-    }
-    return 0;
+    pthread_mutex_lock(&mLoaderLock);
+    mLoaderStop = true;
+    mRequestPending = false;
+    bool started = mLoaderStarted;
+    mLoaderStarted = false;
+    pthread_cond_signal(&mLoaderSignal);
+    pthread_mutex_unlock(&mLoaderLock);
+    if (started)
+        pthread_join(mLoaderThread, nullptr);
 }
 
 int FileBrowserMenu::handleKey(int key) {
@@ -371,8 +537,13 @@ int FileBrowserMenu::handleKey(int key) {
             return item->getAction()->dowork(nullptr);
         return 0;
     }
-    if (zwIsBackKey(key))
-        return goBack() < 0 ? static_cast<int>(kWinResultClose) : 0;
+    if (zwIsBackKey(key)) {
+        LoadRequest request;
+        if (!prepareBack(&request))
+            return kWinResultClose;
+        queueLoad(std::move(request));
+        return 0;
+    }
     return key;
 }
 
@@ -394,7 +565,9 @@ int FileBrowserMenu::eventHandling() {
         sFolderPending = false;
         std::string folder;
         folder.swap(sPendingFolder);
-        enterFolder(folder, std::string());
+        LoadRequest request;
+        if (prepareEnter(folder, std::string(), &request))
+            queueLoad(std::move(request));
         result = 0;
     } else {
         result = handleKey(key);

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <pthread.h>
 #include <string>
 #include <vector>
@@ -192,8 +193,10 @@ public:
 // The file list: folders and the files the program accepts, in natural order.
 // LoadDir, getListNum, getItemByIndex and restorePos may run on a loader thread while
 // the window thread draws and handles keys. Rows live under mCursorLock; a LoadDir
-// publishes them in chunks and gives way to any later LoadDir. A replaced row stays
-// valid while a thread may hold it (see reclaimRetired).
+// publishes them in chunks and gives way to any later LoadDir. A folder entered or left
+// from the keys is read on the menu's own loader thread, the old rows staying on screen
+// until the new ones are published. A replaced row stays valid while a thread may hold
+// it (see reclaimRetired).
 class FileBrowserMenu : public TextMenuDrawer {
 public:
     FileBrowserMenu(const char* root, const char* startDir, const char* activeImage, const char* normalImage,
@@ -206,53 +209,106 @@ public:
 
     void LoadDir();
     const char* getCurrentDir();
-    // Enters a folder; the cursor goes to the row of focusPath when given.
+    // Enters a folder and reads it on the calling thread; the cursor goes to the row of
+    // focusPath when given.
     void enterFolder(const std::string& path, const std::string& focusPath);
-    // Goes up: to the parent, or from outside the root to the root, with the cursor on
-    // the folder left. Negative at the root, where nothing changes.
+    // Goes up on the calling thread: to the parent, or from outside the root to the
+    // root, with the cursor on the folder left. Negative at the root, where nothing
+    // changes.
     int goBack();
     // What eventHandling does with a key once it has it: kWinResultClose for back at
-    // the root, the action's result for confirm, other keys as their codes.
+    // the root, the action's result for confirm, other keys as their codes. Back below
+    // the root starts reading the parent on the loader thread.
     int handleKey(int key);
+
+    // Whether a folder that the keys asked for is still being read.
+    bool isLoading();
+    // Makes every LoadDir, running or to come, give up, and ends the loader thread.
+    // Called before the menu goes; the rows stay.
+    void cancelLoads();
+    // The calling thread declares that it holds none of the rows it took with
+    // getItemByIndex any more, so that replaced ones can be freed.
+    void releaseRows();
 
     // The rows as the window thread last saw them, brought up to date by draw and
     // eventHandling; read it on the window thread only.
     std::vector<TextMenuItem*>* mItemVector;
 
 protected:
+    // A row and its entry's name, which lies in mRowNames.
     struct Row {
         TextMenuItem* item;
-        std::string name;
+        uint32_t nameOffset;
+        uint32_t nameLength;
         bool folder;
     };
     struct RetiredRows {
-        std::vector<TextMenuItem*> items;
-        bool shared; // handed to another thread: kept until the menu goes
+        std::vector<Row> rows;
+        // Threads other than the window thread that took rows of this set; it is kept
+        // until every one of them has released them.
+        std::vector<pthread_t> holders;
     };
     struct SavedPos {
         std::string dir;
         int selected;
         int first;
     };
+    // What a load reads, and where the cursor goes once the rows are there.
+    struct LoadRequest {
+        std::string dir;
+        uint64_t serial = 0;
+        std::string focusName;   // entry to put the cursor on; empty: the top row
+        bool focusFolderOnly = false;
+        int savedSelected = -1;  // restored, with savedFirst, when that row is the entry
+        int savedFirst = 0;
+    };
 
     void noteWindowThread();
     void syncItemVector();
-    // Frees replaced rows that no thread can hold any more; window thread only.
+    // Frees replaced rows that no thread can hold any more; window thread only. Large
+    // sets are handed to the loader thread to free.
     void reclaimRetired();
     void retireRowsLocked();
     bool focusRowLocked(const std::string& name, bool folderOnly);
+    std::string rowName(const Row& row) const;
+    // The request for entering dir or for going up; false when there is nothing to do.
+    bool prepareEnter(const std::string& path, const std::string& focusPath, LoadRequest* request);
+    bool prepareBack(LoadRequest* request);
+    // Reads the folder of the request and publishes its rows unless a later load or
+    // cancelLoads came first.
+    void runLoad(const LoadRequest& request);
+    // Hands the request to the loader thread, starting it when needed.
+    void queueLoad(LoadRequest request);
+    static void* loaderMain(void* menu);
+    void serveLoads();
 
     std::string mRoot;
     std::string mCurrentDir;
     std::vector<Row> mRows;
+    // Names of the entries of the current rows' folder; shared with the load that made
+    // them, which reads it without the lock.
+    std::shared_ptr<const std::string> mRowNames;
     std::vector<RetiredRows> mRetired;
     std::vector<SavedPos> mHistory;
     uint64_t mGeneration;   // bumped whenever mRows is replaced
     uint64_t mLoadSerial;   // the latest LoadDir; older ones stop publishing
-    bool mGenerationShared; // rows of this generation reached another thread
+    std::vector<pthread_t> mGenerationHolders; // other threads holding current rows
     pthread_t mWindowThread;
     bool mWindowThreadKnown;
+    bool mClosing; // cancelLoads has run
     uint64_t mItemVectorGeneration; // window thread only
+
+    // The loader thread's queue: one pending request (a newer one replaces it) and rows
+    // to free. Guarded by mLoaderLock, which is never taken inside mCursorLock.
+    pthread_mutex_t mLoaderLock;
+    pthread_cond_t mLoaderSignal;
+    pthread_t mLoaderThread;
+    bool mLoaderStarted;
+    bool mLoaderStop;
+    bool mLoaderBusy;
+    bool mRequestPending;
+    LoadRequest mPendingRequest;
+    std::vector<TextMenuItem*> mTrash;
 };
 
 // The settings list.

@@ -49,9 +49,15 @@ void BareReaddir(benchmark::State& state) {
 void LoadDir(benchmark::State& state) {
     std::string dir = folderOf(static_cast<int>(state.range(0)));
     for (auto _ : state) {
-        FileBrowserMenu menu(dir.c_str(), nullptr, nullptr, nullptr, 6, 0);
-        menu.LoadDir();
-        benchmark::DoNotOptimize(menu.getListNum());
+        state.PauseTiming();
+        {
+            FileBrowserMenu menu(dir.c_str(), nullptr, nullptr, nullptr, 6, 0);
+            state.ResumeTiming();
+            menu.LoadDir();
+            benchmark::DoNotOptimize(menu.getListNum());
+            state.PauseTiming();
+        }
+        state.ResumeTiming();
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }

@@ -3,6 +3,7 @@
 // window thread draws and moves.
 #include "menu_glue.h"
 #include "scratch_dir.h"
+#include "wait_until.h"
 
 #include <SDL2/SDL.h>
 #include <gtest/gtest.h>
@@ -88,9 +89,11 @@ TEST_F(BrowserTest, EnterAFolderByItsEventAndComeBackToIt) {
 
     pressKey(SDLK_RETURN); // confirm: the folder row pushes its event
     EXPECT_EQ(nextResult(menu), kKeyNone);
-    menu.eventHandling(); // the event is taken and the folder entered
-    for (int i = 0; i < 5 && menu.getListNum() != 1; ++i)
+    // The event is taken and the folder read on the loader thread.
+    ASSERT_TRUE(waitUntil([&] {
         menu.eventHandling();
+        return menu.getListNum() == 1 && !menu.isLoading();
+    }));
     EXPECT_EQ(std::string(menu.getCurrentDir()), root + "/folder7");
     ASSERT_EQ(labels(menu), (std::vector<std::string>{"song.mp3"}));
 
@@ -101,6 +104,7 @@ TEST_F(BrowserTest, EnterAFolderByItsEventAndComeBackToIt) {
 
     pressKey(SDLK_ESCAPE); // back: the parent, with the cursor on the folder we left
     nextResult(menu);
+    ASSERT_TRUE(waitUntil([&] { return !menu.isLoading(); }));
     EXPECT_STREQ(menu.getCurrentDir(), root.c_str());
     EXPECT_EQ(menu.mSelected, 7);
     EXPECT_LE(menu.mFirstVisible, 7);
@@ -121,6 +125,7 @@ TEST_F(BrowserTest, StartDirectoryOutsideTheRoot) {
     EXPECT_EQ(labels(menu), (std::vector<std::string>{"far.mp3"}));
     pressKey(SDLK_ESCAPE);
     nextResult(menu);
+    ASSERT_TRUE(waitUntil([&] { return !menu.isLoading(); }));
     EXPECT_STREQ(menu.getCurrentDir(), dir.path().c_str()) << "back leads into the library";
     EXPECT_EQ(labels(menu), (std::vector<std::string>{"near.mp3"}));
 }
@@ -314,8 +319,10 @@ TEST_F(BrowserTest, AQueuedFolderEventKeepsItsRowAlive) {
     ASSERT_EQ(menu.handleKey(kKeyPrimary), 0); // the folder row pushes its event
     menu.LoadDir();                            // and its row is replaced before the event is taken
     nextResult(menu);
-    for (int i = 0; i < 5 && menu.getListNum() != 1; ++i)
+    ASSERT_TRUE(waitUntil([&] {
         menu.eventHandling();
+        return menu.getListNum() == 1 && !menu.isLoading();
+    }));
     EXPECT_STREQ(menu.getCurrentDir(), (root + "/deep").c_str());
     EXPECT_EQ(labels(menu), (std::vector<std::string>{"song.mp3"}));
 }
