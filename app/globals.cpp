@@ -6,6 +6,13 @@ std::vector<ZelmorWindow*> gUIWindows;
 ShmInfo gShmInfo = {nullptr, 0};
 char* gThemePath = nullptr;
 SDL_Joystick* gJoystick = nullptr;
+ZelmorSurface* gIconAudio = nullptr;
+ZelmorSurface* gIsPlaying = nullptr;
+ZelmorSurface* gIsPaused = nullptr;
+std::string gUserPath;
+std::string gUserFile;
+std::string sLastPlayPath;
+std::string sLastPlayDir;
 
 void initJoyStick() {
     if (gJoystick) {

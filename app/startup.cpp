@@ -10,11 +10,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-std::string gUserPath;
-std::string gUserFile;
-std::string sLastPlayPath;
-std::string sLastPlayDir;
-
 void parseCommandLine(int argc, char** argv) {
     gUserPath = MP_MUSIC_ROOT;
     printf("usage: %s [-d base-path] [-f single-file]\n", argv[0]);

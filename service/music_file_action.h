@@ -17,3 +17,8 @@ public:
     int mListKind;
     bool mAsPopup;
 };
+
+// Has the service play path from its folder dir: "play_file_in_dir" alone when dir is the
+// folder last handed over, else "set_play_dir" first (recorded in sLastPlayDir once the
+// service took it). False when the service did not take the folder; nothing was played.
+bool playFileInFolder(const std::string& path, const std::string& dir);

@@ -1,0 +1,64 @@
+#include "popups/music_info_window.h"
+
+#include "app/globals.h"
+#include "status/music_status.h"
+
+#include <string>
+
+MusicInfoWindow::MusicInfoWindow() : ZelmorWindow(21, -1), mRowA(nullptr), mRowN(nullptr) {}
+
+MusicInfoWindow::~MusicInfoWindow() {
+    delete mRowN;
+    delete mRowA;
+}
+
+int MusicInfoWindow::eventHandling() {
+    return mSettingMenu.eventHandling();
+}
+
+int MusicInfoWindow::draw() {
+    if (gBackground)
+        gBackground->blit(nullptr, nullptr, 1, nullptr);
+    drawNavBar(0);
+    drawStatBar(0);
+    mSettingMenu.draw();
+    return 0;
+}
+
+int popup_info_window(void*) {
+    pthread_mutex_lock(&sMusicPlayingStatusLock);
+    std::string filename = sMusicPlayingStatus.filename;
+    std::string status = sMusicPlayingStatus.status;
+    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+    if (filename.empty() || (status != "playing" && status != "paused"))
+        return kWinResultClose; // nothing to show: the popup closes
+
+    auto* window = new MusicInfoWindow();
+    window->mRowN = LoadZelmorSurface(gThemePath, "./", "skin/bg-list-long-n.png");
+    window->mRowA = LoadZelmorSurface(gThemePath, "./", "skin/bg-list-long-a.png");
+
+    // Again: the track may have changed since the first look.
+    pthread_mutex_lock(&sMusicPlayingStatusLock);
+    filename = sMusicPlayingStatus.filename;
+    std::string artist = sMusicPlayingStatus.artist;
+    std::string album = sMusicPlayingStatus.album;
+    std::string genre = sMusicPlayingStatus.genre;
+    std::string year = sMusicPlayingStatus.year;
+    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+
+    auto addRow = [window](int labelId, const std::string& value) {
+        window->mSettingMenu.insertSettingItem(
+            new SettingItem(window->mRowA, window->mRowN, labelId, value.c_str(), nullptr));
+    };
+    // The file's own name, suffix included, even when it is empty.
+    size_t slash = filename.rfind('/');
+    if (slash != std::string::npos)
+        addRow(22, filename.substr(slash + 1));
+    const std::pair<int, const std::string*> tags[] = {{23, &artist}, {24, &album}, {25, &genre}, {26, &year}};
+    for (const auto& tag : tags) {
+        if (!tag.second->empty())
+            addRow(tag.first, *tag.second);
+    }
+    add2PopupList(window);
+    return kWinResultPopup;
+}
