@@ -68,5 +68,11 @@ inline int zwWrapStep(int index, int delta, int count) {
     return next < 0 ? count - 1 : (next >= count ? 0 : next);
 }
 
-// Maps one SDL event to a key code, or kKeyNone; tracks held directions for repeats.
+// Maps one SDL event to a key code, or kKeyNone; tracks held directions for repeats,
+// opens gamepads that are plugged in.
 int zwKeyFromEvent(const SDL_Event& event);
+// The held direction when its repeat is due; otherwise kKeyNone, with *waitMs lowered to
+// the time until it is due.
+int zwRepeatKey(Uint32 now, Sint32* waitMs);
+// Starts SDL's game controller mapping once the program has started the joysticks.
+void zwStartGamepads();

@@ -1,4 +1,4 @@
-// The window loop: the stack of windows, frame pacing, input as key codes, popups.
+// The window loop: the stack of windows, frame pacing, waiting for input, popups.
 #include "zinternal.h"
 
 #include "base/user_events.h"
@@ -13,151 +13,10 @@ std::vector<ZelmorWindow*> sPopupQueue;
 int sFrameMs = 33; // a modest rate until a window asks for more
 Uint32 sFrameStart = 0;
 
-// A held direction repeats after a pause, then steadily.
-constexpr Uint32 kRepeatDelayMs = 400;
-constexpr Uint32 kRepeatIntervalMs = 80;
-int sHeldKey = kKeyNone;
-Uint32 sNextRepeat = 0;
-
-bool isDirection(int key) {
-    return key >= kKeyUp && key <= kKeyRight;
-}
-
-int keyFromKeyboard(SDL_Keycode key) {
-    switch (key) {
-    case SDLK_UP:
-        return kKeyUp;
-    case SDLK_DOWN:
-        return kKeyDown;
-    case SDLK_LEFT:
-        return kKeyLeft;
-    case SDLK_RIGHT:
-        return kKeyRight;
-    case SDLK_RETURN:
-    case SDLK_KP_ENTER:
-        return kKeyPrimary;
-    case SDLK_ESCAPE:
-    case SDLK_BACKSPACE:
-        return kKeySecondary;
-    case SDLK_x:
-        return kKeyX;
-    case SDLK_y:
-        return kKeyY;
-    case SDLK_SPACE:
-        return kKeyStart;
-    case SDLK_TAB:
-        return kKeySelect;
-    case SDLK_m:
-        return kKeyMenu;
-    case SDLK_q:
-        return kKeyL;
-    case SDLK_w:
-        return kKeyR;
-    case SDLK_1:
-        return kKeyL2;
-    case SDLK_2:
-        return kKeyR2;
-    default:
-        return kKeyNone;
-    }
-}
-
-int keyFromController(Uint8 button) {
-    switch (button) {
-    case SDL_CONTROLLER_BUTTON_A:
-        return kKeyPrimary;
-    case SDL_CONTROLLER_BUTTON_B:
-        return kKeySecondary;
-    case SDL_CONTROLLER_BUTTON_X:
-        return kKeyX;
-    case SDL_CONTROLLER_BUTTON_Y:
-        return kKeyY;
-    case SDL_CONTROLLER_BUTTON_DPAD_UP:
-        return kKeyUp;
-    case SDL_CONTROLLER_BUTTON_DPAD_DOWN:
-        return kKeyDown;
-    case SDL_CONTROLLER_BUTTON_DPAD_LEFT:
-        return kKeyLeft;
-    case SDL_CONTROLLER_BUTTON_DPAD_RIGHT:
-        return kKeyRight;
-    case SDL_CONTROLLER_BUTTON_START:
-        return kKeyStart;
-    case SDL_CONTROLLER_BUTTON_BACK:
-        return kKeySelect;
-    case SDL_CONTROLLER_BUTTON_GUIDE:
-        return kKeyMenu;
-    case SDL_CONTROLLER_BUTTON_LEFTSHOULDER:
-        return kKeyL;
-    case SDL_CONTROLLER_BUTTON_RIGHTSHOULDER:
-        return kKeyR;
-    default:
-        return kKeyNone;
-    }
-}
-
-// Triggers are axes: a press is a pull past half way.
-int keyFromTrigger(const SDL_ControllerAxisEvent& axis, bool* pressed) {
-    static bool held[2] = {false, false};
-    int index;
-    if (axis.axis == SDL_CONTROLLER_AXIS_TRIGGERLEFT)
-        index = 0;
-    else if (axis.axis == SDL_CONTROLLER_AXIS_TRIGGERRIGHT)
-        index = 1;
-    else
-        return kKeyNone;
-    bool down = axis.value > 16384;
-    *pressed = down && !held[index];
-    held[index] = down;
-    return index == 0 ? kKeyL2 : kKeyR2;
-}
-
-void startHold(int key) {
-    if (isDirection(key)) {
-        sHeldKey = key;
-        sNextRepeat = SDL_GetTicks() + kRepeatDelayMs;
-    }
-}
-
-void endHold(int key) {
-    if (key == sHeldKey)
-        sHeldKey = kKeyNone;
-}
+// Set when the desktop window is closed: the loop ends through the normal shutdown.
+bool sQuitRequested = false;
 
 } // namespace
-
-int zwKeyFromEvent(const SDL_Event& event) {
-    switch (event.type) {
-    case SDL_KEYDOWN: {
-        if (event.key.repeat)
-            return kKeyNone; // repeats come from our own timing, for pads and keys alike
-        int key = keyFromKeyboard(event.key.keysym.sym);
-        startHold(key);
-        return key;
-    }
-    case SDL_KEYUP:
-        endHold(keyFromKeyboard(event.key.keysym.sym));
-        return kKeyNone;
-    case SDL_CONTROLLERBUTTONDOWN: {
-        int key = keyFromController(event.cbutton.button);
-        startHold(key);
-        return key;
-    }
-    case SDL_CONTROLLERBUTTONUP:
-        endHold(keyFromController(event.cbutton.button));
-        return kKeyNone;
-    case SDL_CONTROLLERAXISMOTION: {
-        bool pressed = false;
-        int key = keyFromTrigger(event.caxis, &pressed);
-        return pressed ? key : kKeyNone;
-    }
-    case SDL_CONTROLLERDEVICEADDED:
-        SDL_GameControllerOpen(event.cdevice.which);
-        initJoyStick();
-        return kKeyNone;
-    default:
-        return kKeyNone;
-    }
-}
 
 void setZelmorWindowFps(int fps, int maxFps) {
     int rate = std::max(1, std::min(fps > 0 ? fps : maxFps, 240));
@@ -165,16 +24,14 @@ void setZelmorWindowFps(int fps, int maxFps) {
 }
 
 int wait_event(SDL_Event* out) {
+    zwStartGamepads();
     const Uint32 deadline = sFrameStart + static_cast<Uint32>(sFrameMs);
     for (;;) {
         Uint32 now = SDL_GetTicks();
-        if (sHeldKey != kKeyNone && static_cast<Sint32>(now - sNextRepeat) >= 0) {
-            sNextRepeat = now + kRepeatIntervalMs;
-            return sHeldKey;
-        }
         Sint32 left = static_cast<Sint32>(deadline - now);
-        if (sHeldKey != kKeyNone)
-            left = std::min(left, static_cast<Sint32>(sNextRepeat - now));
+        int repeated = zwRepeatKey(now, &left);
+        if (repeated != kKeyNone)
+            return repeated;
         SDL_Event event;
         if (left <= 0) {
             // Frame time: input already queued still goes first, then the frame.
@@ -188,8 +45,10 @@ int wait_event(SDL_Event* out) {
         }
         if (out)
             *out = event;
-        if (event.type == SDL_QUIT)
-            return kKeySecondary;
+        if (event.type == SDL_QUIT) {
+            sQuitRequested = true;
+            return kKeyNone;
+        }
         if (event.type == SDL_USEREVENT) {
             if (event.user.code == USER_EVENT_STATUS_TICK)
                 return kKeyNone;
@@ -256,7 +115,7 @@ int runWindowsStep(std::vector<ZelmorWindow*>& windows) {
         return kWinResultQuit;
     ZelmorWindow* top = windows.back();
     int result = top->eventHandling();
-    if (result == kWinResultQuit)
+    if (result == kWinResultQuit || sQuitRequested)
         return kWinResultQuit;
     if (result == kWinResultClose) {
         // The window may have pushed others above itself; remove it where it is.
@@ -284,9 +143,11 @@ int runWindowsStep(std::vector<ZelmorWindow*>& windows) {
 
 void runWindows(std::vector<ZelmorWindow*>& windows) {
     gWinList = &windows;
+    sQuitRequested = false;
     sFrameStart = SDL_GetTicks();
     while (runWindowsStep(windows) != kWinResultQuit) {
     }
+    sQuitRequested = false;
     for (ZelmorWindow* window : sPopupQueue)
         delete window;
     sPopupQueue.clear();

@@ -68,18 +68,3 @@ void DrawStringCached(benchmark::State& state) {
 BENCHMARK(FullFrame)->Unit(benchmark::kMillisecond);
 BENCHMARK(DrawStringUncached)->Unit(benchmark::kMicrosecond);
 BENCHMARK(DrawStringCached)->Unit(benchmark::kMicrosecond);
-
-int main(int argc, char** argv) {
-    setenv("SDL_VIDEODRIVER", "dummy", 0);
-    tprintfToStderr(false);
-    if (SDL_Init(SDL_INIT_VIDEO) != 0 || TTF_Init() != 0 || !ScreenInit(1280, 720, 32, 0))
-        return 1;
-    init_shared_skin();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    uninit_shared_skin();
-    ScreenUninit();
-    TTF_Quit();
-    SDL_Quit();
-    return 0;
-}

@@ -174,8 +174,12 @@ TEST(KeyMapping, KeyboardAndController) {
                                              {SDL_CONTROLLER_BUTTON_GUIDE, kKeyMenu},
                                              {SDL_CONTROLLER_BUTTON_LEFTSHOULDER, kKeyL},
                                              {SDL_CONTROLLER_BUTTON_RIGHTSHOULDER, kKeyR}};
-    for (auto [button, code] : buttons)
-        EXPECT_EQ(zwKeyFromEvent(buttonDown(button)), code) << static_cast<int>(button);
+    for (auto [button, code] : buttons) {
+        SDL_Event event = buttonDown(button);
+        EXPECT_EQ(zwKeyFromEvent(event), code) << static_cast<int>(button);
+        event.type = SDL_CONTROLLERBUTTONUP;
+        zwKeyFromEvent(event); // a held direction would go on repeating into later tests
+    }
     SDL_Event trigger;
     SDL_zero(trigger);
     trigger.type = SDL_CONTROLLERAXISMOTION;
@@ -183,6 +187,8 @@ TEST(KeyMapping, KeyboardAndController) {
     trigger.caxis.value = 30000;
     EXPECT_EQ(zwKeyFromEvent(trigger), kKeyR2);
     EXPECT_EQ(zwKeyFromEvent(trigger), kKeyNone) << "a held trigger is one press";
+    trigger.caxis.value = 0;
+    zwKeyFromEvent(trigger);
 }
 
 TEST(SharedKeys, AnotherProcessSetsTheSwapKey) {
@@ -194,3 +200,112 @@ TEST(SharedKeys, AnotherProcessSetsTheSwapKey) {
     EXPECT_EQ(GetKeyShm(&gShmInfo, 999), 0);
 }
 
+
+namespace {
+
+// The next key that wait_event reports within the deadline, or kKeyNone.
+int nextKey(int timeoutMs = 5000) {
+    auto start = std::chrono::steady_clock::now();
+    while (elapsedMs(start) < timeoutMs) {
+        int key = wait_event(nullptr);
+        if (key != kKeyNone)
+            return key;
+    }
+    return kKeyNone;
+}
+
+// Pads made by SDL's virtual joystick driver: their state changes reach the program as
+// the same events a real pad makes.
+class GamepadTest : public testing::Test {
+protected:
+    void SetUp() override {
+        setenv("SDL_VIDEODRIVER", "dummy", 0);
+        ASSERT_EQ(SDL_Init(SDL_INIT_VIDEO | SDL_INIT_JOYSTICK | SDL_INIT_TIMER), 0);
+        setZelmorWindowFps(60, 60);
+    }
+    void TearDown() override { SDL_Quit(); }
+    // Attaches a pad and lets the program open it as it does at start-up.
+    SDL_Joystick* attach(SDL_JoystickType type) {
+        int index = SDL_JoystickAttachVirtual(type, 6, 15, 1);
+        EXPECT_GE(index, 0) << SDL_GetError();
+        testing::internal::CaptureStderr();
+        initJoyStick();
+        testing::internal::GetCapturedStderr();
+        wait_event(nullptr); // the toolkit starts the controller mapping and opens known pads
+        wait_event(nullptr);
+        return SDL_JoystickFromInstanceID(SDL_JoystickGetDeviceInstanceID(index));
+    }
+};
+
+} // namespace
+
+TEST_F(GamepadTest, AKnownPadGivesEachKeyOnceThroughItsMapping) {
+    SDL_Joystick* pad = attach(SDL_JOYSTICK_TYPE_GAMECONTROLLER);
+    ASSERT_NE(pad, nullptr);
+    ASSERT_TRUE(SDL_IsGameController(0));
+    const std::pair<int, int> buttons[] = {{SDL_CONTROLLER_BUTTON_A, kKeyPrimary},
+                                           {SDL_CONTROLLER_BUTTON_B, kKeySecondary},
+                                           {SDL_CONTROLLER_BUTTON_START, kKeyStart},
+                                           {SDL_CONTROLLER_BUTTON_BACK, kKeySelect},
+                                           {SDL_CONTROLLER_BUTTON_GUIDE, kKeyMenu},
+                                           {SDL_CONTROLLER_BUTTON_LEFTSHOULDER, kKeyL}};
+    for (auto [button, key] : buttons) {
+        SDL_JoystickSetVirtualButton(pad, button, SDL_PRESSED);
+        EXPECT_EQ(nextKey(), key) << "button " << button;
+        SDL_JoystickSetVirtualButton(pad, button, SDL_RELEASED);
+        EXPECT_EQ(nextKey(150), kKeyNone) << "the raw event of a mapped pad is not a second press";
+    }
+    // The right trigger pulled past half way is R2; the left stick pushed down is down,
+    // and repeats while held, like a held key.
+    SDL_JoystickSetVirtualAxis(pad, SDL_CONTROLLER_AXIS_TRIGGERRIGHT, 30000);
+    EXPECT_EQ(nextKey(), kKeyR2);
+    SDL_JoystickSetVirtualAxis(pad, SDL_CONTROLLER_AXIS_TRIGGERRIGHT, 0);
+    SDL_JoystickSetVirtualAxis(pad, SDL_CONTROLLER_AXIS_LEFTY, 32000);
+    EXPECT_EQ(nextKey(), kKeyDown);
+    EXPECT_EQ(nextKey(), kKeyDown) << "the held stick repeats";
+    SDL_JoystickSetVirtualAxis(pad, SDL_CONTROLLER_AXIS_LEFTY, 0);
+    EXPECT_EQ(nextKey(600), kKeyNone) << "released: the repeat stops";
+}
+
+TEST_F(GamepadTest, AnUnknownPadGivesKeysFromButtonsHatAndAxes) {
+    SDL_Joystick* pad = attach(SDL_JOYSTICK_TYPE_UNKNOWN);
+    ASSERT_NE(pad, nullptr);
+    ASSERT_FALSE(SDL_IsGameController(0));
+    const std::pair<int, int> buttons[] = {{0, kKeyPrimary}, {1, kKeySecondary}, {6, kKeySelect},
+                                           {7, kKeyStart},   {8, kKeyMenu},      {10, kKeyR2}};
+    for (auto [button, key] : buttons) {
+        SDL_JoystickSetVirtualButton(pad, button, SDL_PRESSED);
+        EXPECT_EQ(nextKey(), key) << "button " << button;
+        SDL_JoystickSetVirtualButton(pad, button, SDL_RELEASED);
+    }
+    SDL_JoystickSetVirtualHat(pad, 0, SDL_HAT_LEFT);
+    EXPECT_EQ(nextKey(), kKeyLeft);
+    EXPECT_EQ(nextKey(), kKeyLeft) << "the held hat repeats";
+    SDL_JoystickSetVirtualHat(pad, 0, SDL_HAT_CENTERED);
+    SDL_JoystickSetVirtualAxis(pad, 0, 20000);
+    EXPECT_EQ(nextKey(), kKeyRight);
+    SDL_JoystickSetVirtualAxis(pad, 0, 12000); // between the thresholds: still held, no new press
+    SDL_JoystickSetVirtualAxis(pad, 0, 0);
+    SDL_JoystickSetVirtualAxis(pad, 1, -20000);
+    EXPECT_EQ(nextKey(), kKeyUp);
+    // Unplugged while held: the direction does not repeat on.
+    SDL_JoystickDetachVirtual(0);
+    EXPECT_EQ(nextKey(1000), kKeyNone);
+}
+
+TEST_F(ScreenTest, ClosingTheDesktopWindowEndsTheLoop) {
+    int deleted = 0, refreshed = 0;
+    struct Waiting : ZelmorWindow {
+        Waiting() : ZelmorWindow(8, 0) {}
+        int eventHandling() override { return wait_event(nullptr); }
+    } window;
+    std::vector<ZelmorWindow*> windows = {&window};
+    SDL_Event quit;
+    SDL_zero(quit);
+    quit.type = SDL_QUIT;
+    SDL_PushEvent(&quit);
+    runWindows(windows);
+    EXPECT_EQ(windows.size(), 1u) << "the loop ended without closing the window as a back key would";
+    (void)deleted;
+    (void)refreshed;
+}
