@@ -336,6 +336,8 @@ public:
     ~SettingItem() override;
     void drawItem(const SDL_Rect& row, bool active) override;
     int handleKey(int key) override;
+    int labelId() const { return mLabelId; }
+    const std::string& value() const { return mValue; }
 
 protected:
     ZelmorSurface* mActiveRow;
@@ -395,6 +397,7 @@ public:
     int eventHandling() override;
     int draw() override;
     int handleKey(int key);
+    TextMenuDrawer* getMenu() { return mMenu; }
 
 private:
     TextMenuDrawer* mMenu;

@@ -1,0 +1,1 @@
+// placeholder until the whole flow is written
