@@ -147,12 +147,20 @@ protected:
     }
     // One pass of the window loop on the player's stack.
     static int step() { return runWindowsStep(gUIWindows); }
-    // Presses a key and runs the loop until the key has been taken (its pass is the last).
+    // Presses a key and runs the loop until the key has been taken; the result is that
+    // of the pass that took it. A pass may end on a frame before it reaches the key.
     static int pressAndStep(SDL_Keycode key) {
         press(key);
-        int result = step();
-        // The key-up (and anything the key queued) goes by without waiting for a frame.
+        int result = 0;
+        EXPECT_TRUE(waitUntil([&] {
+            result = step();
+            return !keyDownQueued();
+        })) << "the key was never taken";
         return result;
+    }
+    static bool keyDownQueued() {
+        SDL_Event events[8];
+        return SDL_PeepEvents(events, 8, SDL_PEEKEVENT, SDL_KEYDOWN, SDL_KEYDOWN) > 0;
     }
 
     ScratchDir scratch{"player"};
