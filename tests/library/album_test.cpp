@@ -180,7 +180,7 @@ TEST_F(AlbumTest, BackAtTheRootAsksBeforeQuitting) {
 }
 
 TEST_F(AlbumTest, WhileSuspendingThePlayingTrackTakesTheScreen) {
-    MusicAlbumWindow* album = openLibrary();
+    openLibrary();
     writeFile(MP_SYSTEM_SUSPEND_FILE, "");
     writeFile(MP_STAY_ALIVE_FILE, "1");
     setStatus(track(0), "paused");
@@ -188,11 +188,10 @@ TEST_F(AlbumTest, WhileSuspendingThePlayingTrackTakesTheScreen) {
     EXPECT_NE(access(MP_STAY_ALIVE_FILE, F_OK), 0) << "nothing plays: the device may sleep";
     EXPECT_EQ(gUIWindows.size(), 1u);
 
+    // The next pass of the library, for a key or a frame, hands over.
     setStatus(track(0), "playing");
-    album->mMenu.restorePos(0, 0, 5);
-    pressAndStep(SDLK_RIGHT); // any key: the page moves as well
+    pressAndStep(SDLK_y);
     ASSERT_TRUE(playWindowOnTop());
-    EXPECT_EQ(album->mMenu.mSelected, 6);
     delete gUIWindows.back();
     gUIWindows.pop_back();
 

@@ -54,6 +54,7 @@ protected:
         gNeedToRefreshIndex = false;
         setStatus("", "");
         makeParentDirs(MP_BTDEV_ADDR_FILE);
+        makeParentDirs(MP_CONFIG_FILE);
         for (const char* marker : {MP_BTDEV_ADDR_FILE, MP_SYSTEM_SUSPEND_FILE, MP_STAY_ALIVE_FILE})
             unlink(marker);
         gUIWindows.clear();
