@@ -98,6 +98,7 @@ int MusicBrowserMenu::eventHandling() {
 }
 
 void MusicBrowserMenu::draw() {
+    noteWindowThread(); // rows this thread takes need no release
     int count = getListNum();
     if (count <= 0) {
         // Also while the first rows are still being read.
