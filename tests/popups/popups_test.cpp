@@ -168,6 +168,7 @@ TEST_F(PopupsTest, VolumeStepsByTenAndEveryChangeIsSentAndSavedWhole) {
     bottom.changeValue(kKeyLeft);
     EXPECT_EQ(gMusicVolume, 0);
     EXPECT_STREQ(bottom.getShowValue(), "0/10");
+    EXPECT_EQ(sent().size(), 4u);
     EXPECT_NE(lastBody("set_volume").find("\t1\n"), std::string::npos) << lastBody("set_volume");
 }
 
