@@ -43,7 +43,7 @@ TEST(Tprintf, ConcurrentLinesStayWhole) {
     ASSERT_EQ(out.size(), 800u * 312);
     for (size_t start = 0; start < out.size(); start += 312) {
         std::string line = out.substr(start, 312);
-        EXPECT_EQ(line,
+        ASSERT_EQ(line,
                   "line " + std::string(1, line[5]) + " " + std::string(300, 'A' + line[5] - '0') + " end\n");
     }
 }
