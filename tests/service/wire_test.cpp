@@ -108,9 +108,6 @@ TEST_F(WireTest, SetPlayDirReturnsItsFrameSizeWhateverTheAnswer) {
         EXPECT_EQ(setPlayDir("/mnt/a"), static_cast<int>(body.size()) + 8) << static_cast<int>(kind);
     }
     EXPECT_EQ(service.frames().back().body, body);
-}
-
-TEST_F(WireTest, SetPlayDirReportsWhatFollowsTheSwallowedBytes) {
     // The first read swallows 128 bytes; a header behind them is checked and reported.
     std::string first = expectedFrame(std::string(120, ' '));
     EXPECT_EQ(setPlayDirLog(first + expectedFrame("{\"a\":1}")), "readbuffer: len 7 > 0\n");
