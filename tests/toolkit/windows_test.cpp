@@ -3,6 +3,7 @@
 #include "app/language_table.h"
 #include "menu_glue.h"
 #include "scratch_dir.h"
+#include "screen_fixture.h"
 #include "screenshot.h"
 #include "zinternal.h"
 
@@ -143,25 +144,16 @@ namespace {
 
 // The list, popup, dialog and settings screens on the skin, each against its committed
 // picture.
-class MenuGallery : public testing::Test {
+class MenuGallery : public ScreenTest {
 protected:
     void SetUp() override {
-        setenv("SDL_VIDEODRIVER", "dummy", 0);
-        ASSERT_EQ(SDL_Init(SDL_INIT_VIDEO | SDL_INIT_EVENTS), 0);
-        ASSERT_EQ(TTF_Init(), 0);
-        ASSERT_NE(ScreenInit(1280, 720, 32, 0), 0);
-        gThemePath = const_cast<char*>(MP_TEST_SOURCE_DIR "/");
-        init_shared_skin();
+        ScreenTest::SetUp();
         gDefaultStringList.resize(8);
         appendDefaultStrings();
     }
     void TearDown() override {
         gDefaultStringList.resize(8);
-        uninit_shared_skin();
-        gThemePath = nullptr;
-        ScreenUninit();
-        TTF_Quit();
-        SDL_Quit();
+        ScreenTest::TearDown();
     }
     // Draws the top window and, under a floating one, the screen beneath it.
     void frame(std::vector<ZelmorWindow*> windows, const char* name) {
@@ -178,7 +170,8 @@ protected:
 
 struct ListScreen : ZelmorWindow {
     explicit ListScreen(const char* root)
-        : ZelmorWindow(8, 0), menu(root, nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0) {
+        : ZelmorWindow(8, 0),
+          menu(root, nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0) {
         SDL_Rect rect = {0, 80, 1280, 560};
         menu.setRect(rect);
         menu.LoadDir();
@@ -213,7 +206,8 @@ TEST_F(MenuGallery, ListPopupDialogAndSettings) {
 
     auto* rows = new TextMenu("skin/bg-menu-item.png", nullptr, 6, 0);
     for (int id : {31, 32, 20, 21, 10})
-        rows->insertItem(new TextMenuItem(getLangStr(id), nullptr, new GeneralAction(returnsPopup, nullptr), true));
+        rows->insertItem(
+            new TextMenuItem(getLangStr(id), nullptr, new GeneralAction(returnsPopup, nullptr), true));
     rows->mDisplayFlags[0] = rows->mDisplayFlags[1] = rows->mDisplayFlags[2] = 0;
     SDL_Rect rect = {338, 208, 604, 304};
     rows->updateRectAndNum(rect, 5);
@@ -238,7 +232,8 @@ TEST_F(MenuGallery, ListPopupDialogAndSettings) {
                 load("skin/bg-setting-textfield.png"), 28, nullptr, new CountingValue));
             ZelmorSurface *on = load("skin/sw-on.png"), *off = load("skin/sw-off.png");
             for (int id : {29, 30, 31})
-                menu.insertSettingItem(new SettingSwitchItem(rowA, rowN, on, off, id, new FlagSwitch(&flags[id - 29])));
+                menu.insertSettingItem(
+                    new SettingSwitchItem(rowA, rowN, on, off, id, new FlagSwitch(&flags[id - 29])));
         }
         ~SettingsScreen() override {
             for (ZelmorSurface* image : images)
