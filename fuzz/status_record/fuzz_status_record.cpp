@@ -22,18 +22,16 @@ std::string member(const cJSON* root, const char* name) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     if (!freopen("/dev/null", "w", stdout))
-        return 0;
+        perror("freopen");
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const char* text = reinterpret_cast<const char*>(data);
-    const void* nul = memchr(data, 0, size);
-    size_t statusSize = nul ? static_cast<size_t>(static_cast<const uint8_t*>(nul) - data) : size;
-    std::string status(text, statusSize);
+    const std::string status(text, strnlen(text, size));
     TrackDump dump;
-    if (nul)
-        parseMusicInfoText(text + statusSize + 1, size - statusSize - 1, &dump);
+    if (status.size() < size)
+        parseMusicInfoText(text + status.size() + 1, size - status.size() - 1, &dump);
     cJSON* root = cJSON_Parse(status.c_str());
     if (!root)
         return 0;
@@ -43,17 +41,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     // Fields taken from the status file alone, and numbers kept when absent.
     if (record.filename != member(root, "filename") || record.status != member(root, "status") ||
-        record.comment != member(root, "comment") || record.track != member(root, "track"))
-        abort();
-    if (!cJSON_IsNumber(cJSON_GetObjectItem(root, "duration")) && record.duration != 12345)
+        record.comment != member(root, "comment") || record.track != member(root, "track") ||
+        (!cJSON_IsNumber(cJSON_GetObjectItem(root, "duration")) && record.duration != 12345))
         abort();
     // A sound title with few Latin-1 characters passes through untouched.
     std::string title = member(root, "title");
     int count = 0;
-    bool plain = !title.empty() && is_valid_utf8(title, &count) &&
-                 title.find_first_not_of('?') != std::string::npos &&
-                 count <= static_cast<int>(title.size() / 4);
-    if (plain && record.title != title)
+    if (!title.empty() && is_valid_utf8(title, &count) && title.find_first_not_of('?') != std::string::npos &&
+        count <= static_cast<int>(title.size() / 4) && record.title != title)
         abort();
     cJSON_Delete(root);
     return 0;

@@ -8,26 +8,22 @@
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     // The repair reports failures with puts; keep them out of the fuzzer's output.
     if (!freopen("/dev/null", "w", stdout))
-        return 0;
+        perror("freopen");
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string text(reinterpret_cast<const char*>(data), size);
     int count = 0;
-    bool valid = is_valid_utf8(text, &count);
     // Each counted character takes two bytes of a valid text.
-    if (count < 0 || (valid && static_cast<size_t>(count) > size / 2))
+    if (is_valid_utf8(text, &count) && static_cast<size_t>(count) * 2 > size)
         abort();
+    // A failed repair leaves the output alone; a successful one yields valid UTF-8.
     std::string out = "sentinel";
     int result = fix_double_encoding(text, out);
-    if (result < 0 && out != "sentinel")
+    if ((result < 0 && out != "sentinel") || (result == 0 && !is_valid_utf8(out, nullptr)))
         abort();
-    // A successful repair yields valid UTF-8.
-    if (result == 0 && !is_valid_utf8(out, nullptr))
-        abort();
-    std::string trimmed = ltrim(text);
-    if (trimmed.size() > size)
+    if (ltrim(text).size() > size)
         abort();
     return 0;
 }

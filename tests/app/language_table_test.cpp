@@ -8,19 +8,18 @@ TEST(Language, ProgramTextsFollowTheToolkitsAndTranslationsReplaceThem) {
     appendDefaultStrings();
     ASSERT_EQ(gDefaultStringList.size(), 33u);
     InitKeyShm(&gShmInfo);
-    SetKeyShm(&gShmInfo, kShmKeyLanguage, 0);
-    loadSystemState(&gShmInfo, nullptr);
-    initLang();
+    auto useLanguage = [](int language) {
+        SetKeyShm(&gShmInfo, kShmKeyLanguage, language);
+        loadSystemState(&gShmInfo, nullptr);
+        initLang();
+    };
+    useLanguage(0);
     EXPECT_STREQ(getLangStr(32), "Stop And Quit Player");
     EXPECT_STREQ(getLangStr(3), "Quitting...");
     EXPECT_STREQ(getLangStr(99), "");
-    SetKeyShm(&gShmInfo, kShmKeyLanguage, 1);
-    loadSystemState(&gShmInfo, nullptr);
-    initLang();
+    useLanguage(1);
     EXPECT_STREQ(getLangStr(8), "\xE9\x9F\xB3\xE4\xB9\x90");
-    SetKeyShm(&gShmInfo, kShmKeyLanguage, 0);
-    loadSystemState(&gShmInfo, nullptr);
-    initLang();
+    useLanguage(0);
     EXPECT_STREQ(getLangStr(8), "Music");
     gDefaultStringList.resize(8);
 }

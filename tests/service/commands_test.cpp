@@ -9,9 +9,14 @@ namespace {
 
 class CommandsTest : public testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(service.start());
-        sFavoritePathList.clear();
+    void SetUp() override { ASSERT_TRUE(service.start()); }
+    int playMode(const std::string& reply) {
+        service.script("get_play_mode", Reply{ReplyKind::Json, reply});
+        return getPlayMode();
+    }
+    void favourites(const std::string& reply) {
+        service.script("get_favorite_list", Reply{ReplyKind::Json, reply});
+        fetchFavoriteList();
     }
     FakeService service;
 };
@@ -19,19 +24,12 @@ protected:
 } // namespace
 
 TEST_F(CommandsTest, QueriesReadTheirNumberMemberOrGiveMinusOne) {
-    service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": 2, \"other\": \"x\"}"});
     service.script("get_current_list_type", Reply{ReplyKind::Json, "{\"listtype\": 4}"});
-    EXPECT_EQ(getPlayMode(), 2);
     EXPECT_EQ(getCurrentListType(), 4);
-
-    service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": \"2\"}"});
-    EXPECT_EQ(getPlayMode(), -1);
-    service.script("get_play_mode", Reply{ReplyKind::Json, "{\"listtype\": 1}"});
-    EXPECT_EQ(getPlayMode(), -1);
-    service.script("get_play_mode", Reply{ReplyKind::Json, "not json {"});
-    EXPECT_EQ(getPlayMode(), -1);
-    service.script("get_current_list_type", Reply{ReplyKind::Json, "{\"listtype\": 17}"});
-    EXPECT_EQ(getCurrentListType(), 17);
+    EXPECT_EQ(playMode("{\"mode\": 2, \"other\": \"x\"}"), 2);
+    EXPECT_EQ(playMode("{\"mode\": \"2\"}"), -1);
+    EXPECT_EQ(playMode("{\"listtype\": 1}"), -1);
+    EXPECT_EQ(playMode("not json {"), -1);
 }
 
 TEST_F(CommandsTest, EveryCommandUsesItsOwnConnection) {
@@ -40,26 +38,20 @@ TEST_F(CommandsTest, EveryCommandUsesItsOwnConnection) {
     EXPECT_GT(setPlayMode(PlayModeSingleCycle), 0);
     ASSERT_TRUE(service.waitForFrames(3, 2000));
     auto frames = service.frames();
-    EXPECT_EQ(frames[0].connection, 1);
-    EXPECT_EQ(frames[1].connection, 2);
-    EXPECT_EQ(frames[2].connection, 3);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(frames[i].connection, i + 1);
     EXPECT_EQ(frames[1].body, "{\n\t\"cmd\":\t\"set_volume\",\n\t\"volume\":\t30\n}");
     EXPECT_EQ(frames[2].body, "{\n\t\"cmd\":\t\"set_play_mode\",\n\t\"mode\":\t2\n}");
 }
 
 TEST_F(CommandsTest, FavouritesKeepOrderAndSkipElementsWithoutAStringPath) {
-    service.script("get_favorite_list",
-                   Reply{ReplyKind::Json,
-                         "{\"list\": [{\"path\": \"/a.mp3\"}, {\"name\": \"x\"}, {\"path\": 3}, "
-                         "7, {\"path\": \"/b.flac\"}, {\"path\": \"/c.ape\"}]}"});
-    fetchFavoriteList();
-    EXPECT_EQ(sFavoritePathList, (std::vector<std::string>{"/a.mp3", "/b.flac", "/c.ape"}));
-
+    sFavoritePathList.clear();
+    favourites(
+        "{\"list\": [{\"path\": \"/a.mp3\"}, {\"name\": \"x\"}, {\"path\": 3}, 7, {\"path\": \"/b.flac\"}]}");
+    EXPECT_EQ(sFavoritePathList, (std::vector<std::string>{"/a.mp3", "/b.flac"}));
     // A reply that is no JSON leaves the list alone; one without "list" empties it.
-    service.script("get_favorite_list", Reply{ReplyKind::Json, "{broken"});
-    fetchFavoriteList();
-    EXPECT_EQ(sFavoritePathList.size(), 3u);
-    service.script("get_favorite_list", Reply{ReplyKind::Json, "{\"other\": []}"});
-    fetchFavoriteList();
+    favourites("{broken");
+    EXPECT_EQ(sFavoritePathList.size(), 2u);
+    favourites("{\"other\": []}");
     EXPECT_TRUE(sFavoritePathList.empty());
 }

@@ -2,7 +2,6 @@
 // keeps, when it wakes the window loop, and that readers never see a torn record.
 #include "base/device_paths.h"
 #include "scratch_dir.h"
-#include "wait_until.h"
 #include "status/music_status.h"
 
 #include <SDL2/SDL.h>
@@ -15,18 +14,33 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-long msSince(Clock::time_point start) {
-    return static_cast<long>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
-}
-
 // Replaces the file in one step, as a well-behaved service would.
 void replaceFile(const std::string& path, const std::string& content) {
-    std::string temp = path + ".part";
-    writeFile(temp, content);
-    rename(temp.c_str(), path.c_str());
+    writeFile(path + ".part", content);
+    rename((path + ".part").c_str(), path.c_str());
+}
+
+// filename|status|title|artist|year|genre|track|duration|position, copied under the lock.
+std::string record() {
+    pthread_mutex_lock(&sMusicPlayingStatusLock);
+    const MusicPlayingStatus& r = sMusicPlayingStatus;
+    std::string text = r.filename + "|" + r.status + "|" + r.title + "|" + r.artist + "|" + r.year + "|" +
+                       r.genre + "|" + r.track + "|" + std::to_string(r.duration) + "|" +
+                       std::to_string(r.position);
+    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+    return text;
+}
+
+// Status ticks (user event code 25) waiting in the queue, taken out of it.
+int tickEvents() {
+    SDL_Event events[64];
+    int total = 0, got;
+    SDL_PumpEvents();
+    while ((got = SDL_PeepEvents(events, 64, SDL_GETEVENT, SDL_USEREVENT, SDL_USEREVENT)) > 0) {
+        for (int i = 0; i < got; ++i)
+            total += events[i].user.code == 25;
+    }
+    return total;
 }
 
 class MonitorTest : public testing::Test {
@@ -36,188 +50,101 @@ protected:
         makeDirs(MP_SERVICE_DIR);
         remove(MP_STATUS_FILE);
         remove(MP_MUSIC_INFO_FILE);
-        pthread_mutex_lock(&sMusicPlayingStatusLock);
-        sMusicPlayingStatus.filename = sMusicPlayingStatus.status = sMusicPlayingStatus.title = "";
         sMusicPlayingStatus.duration = sMusicPlayingStatus.position = 0;
-        sMusicPlayingStatus.volume = sMusicPlayingStatus.audiotrack = 0;
-        pthread_mutex_unlock(&sMusicPlayingStatusLock);
-        SDL_FlushEvents(SDL_FIRSTEVENT, SDL_LASTEVENT);
     }
-    void TearDown() override {
-        stopThread();
-        SDL_Quit();
+    void TearDown() override { SDL_Quit(); }
+    int cycle(const std::string& status) {
+        writeFile(MP_STATUS_FILE, status);
+        return musicStatusCycle(&mText);
     }
-    void startThread() {
-        sMusicThreadRunning.store(true, std::memory_order_release);
-        ASSERT_EQ(pthread_create(&mThread, nullptr, music_thread, nullptr), 0);
-        mStarted = true;
-    }
-    void stopThread() {
-        if (!mStarted)
-            return;
-        sMusicThreadRunning.store(false, std::memory_order_release);
-        pthread_join(mThread, nullptr);
-        mStarted = false;
-    }
-    int tickEvents() {
-        SDL_Event events[64];
-        int total = 0, got;
-        SDL_PumpEvents();
-        while ((got = SDL_PeepEvents(events, 64, SDL_GETEVENT, SDL_USEREVENT, SDL_USEREVENT)) > 0) {
-            for (int i = 0; i < got; ++i)
-                total += events[i].user.code == 25;
-        }
-        return total;
-    }
-    struct Snapshot {
-        std::string filename, status, title, artist, year, genre, track;
-        int duration = 0, position = 0;
-    };
-    Snapshot copy() {
-        pthread_mutex_lock(&sMusicPlayingStatusLock);
-        Snapshot record;
-        record.filename = sMusicPlayingStatus.filename;
-        record.status = sMusicPlayingStatus.status;
-        record.duration = sMusicPlayingStatus.duration;
-        record.position = sMusicPlayingStatus.position;
-        record.title = sMusicPlayingStatus.title;
-        record.artist = sMusicPlayingStatus.artist;
-        record.year = sMusicPlayingStatus.year;
-        record.genre = sMusicPlayingStatus.genre;
-        record.track = sMusicPlayingStatus.track;
-        pthread_mutex_unlock(&sMusicPlayingStatusLock);
-        return record;
-    }
-    pthread_t mThread{};
-    bool mStarted = false;
     char* mText = nullptr;
 };
 
 } // namespace
 
-TEST_F(MonitorTest, StoresTheStatusFileAndWakesTheLoop) {
+TEST_F(MonitorTest, StoresTheStatusFileKeepsTheRecordOnBadCyclesAndWakesTheLoop) {
     EXPECT_EQ(musicStatusCycle(&mText), 0) << "no status file";
     EXPECT_EQ(tickEvents(), 0);
-    writeFile(MP_STATUS_FILE, R"({"filename": "/m/a/song.flac", "status": "playing", "duration": 300,
-        "position": 42, "volume": 80, "audiotrack": 1, "title": "Song", "artist": "Band",
-        "album": "Record", "year": "1999", "comment": "c", "track": "3", "genre": "Jazz", "extra": 1})");
-    EXPECT_EQ(musicStatusCycle(&mText), 1);
+    EXPECT_EQ(cycle(R"({"filename": "/m/a/song.flac", "status": "playing", "duration": 300, "position": 42,
+        "title": "Song", "artist": "Band", "year": "1999", "genre": "Jazz", "track": "3", "extra": 1})"),
+              1);
     EXPECT_EQ(tickEvents(), 1);
-    auto record = copy();
-    EXPECT_EQ(record.filename, "/m/a/song.flac");
-    EXPECT_EQ(record.status, "playing");
-    EXPECT_EQ(record.duration, 300);
-    EXPECT_EQ(record.position, 42);
-    EXPECT_EQ(record.title, "Song");
-    EXPECT_EQ(record.year, "1999");
+    EXPECT_EQ(record(), "/m/a/song.flac|playing|Song|Band|1999|Jazz|3|300|42");
     EXPECT_TRUE(is_music_playing());
 
-    // Only filename and status: string fields clear, numbers keep their values, and a
-    // year given as a number counts as absent.
-    writeFile(MP_STATUS_FILE,
-              R"({"filename": "/m/a/b.mp3", "status": "paused", "year": 2001, "position": "9"})");
-    EXPECT_EQ(musicStatusCycle(&mText), 1);
-    record = copy();
-    EXPECT_EQ(record.status, "paused");
-    EXPECT_EQ(record.title, "");
-    EXPECT_EQ(record.year, "");
-    EXPECT_EQ(record.track, "");
-    EXPECT_EQ(record.duration, 300);
-    EXPECT_EQ(record.position, 42);
+    // Strings clear when absent, numbers keep their values, and a year or a position of
+    // the wrong JSON type counts as absent.
+    EXPECT_EQ(cycle(R"({"filename": "/m/a/b.mp3", "status": "paused", "year": 2001, "position": "9"})"), 1);
+    EXPECT_EQ(record(), "/m/a/b.mp3|paused||||||300|42");
     EXPECT_FALSE(is_music_playing());
 
-    // A half-written file keeps the record and sends no event.
+    // A half-written file and then a vanished one keep the record and send no event.
     tickEvents();
-    writeFile(MP_STATUS_FILE, R"({"filename": "/m/a/c.mp3", "sta)");
+    EXPECT_EQ(cycle(R"({"filename": "/m/a/c.mp3", "sta)"), 0);
+    remove(MP_STATUS_FILE);
     EXPECT_EQ(musicStatusCycle(&mText), 0);
     EXPECT_EQ(tickEvents(), 0);
-    EXPECT_EQ(copy().filename, "/m/a/b.mp3");
+    EXPECT_EQ(record(), "/m/a/b.mp3|paused||||||300|42");
 
-    writeFile(MP_STATUS_FILE, R"({"status": "playing"})");
-    EXPECT_EQ(musicStatusCycle(&mText), 1);
-    EXPECT_EQ(copy().filename, "");
+    EXPECT_EQ(cycle(R"({"title": "T"})"), 1);
+    EXPECT_EQ(record(), "||T|||||300|42");
 }
 
 TEST_F(MonitorTest, AFailedPushIsLoggedAndTheCycleStillCounts) {
-    writeFile(MP_STATUS_FILE, R"({"filename": "/m/a/d.mp3", "status": "playing"})");
     SDL_QuitSubSystem(SDL_INIT_EVENTS);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(musicStatusCycle(&mText), 1);
+    EXPECT_EQ(cycle(R"({"filename": "/m/a/d.mp3"})"), 1);
     std::string logged = testing::internal::GetCapturedStderr();
     EXPECT_NE(logged.find("Failed to push play SDL event\n"), std::string::npos) << logged;
-    EXPECT_EQ(copy().filename, "/m/a/d.mp3");
+    EXPECT_EQ(record(), "/m/a/d.mp3|||||||0|0");
 }
 
 TEST_F(MonitorTest, DumpFillsBadTagsOnlyWhenItNamesThePlayingFile) {
     writeFile(MP_MUSIC_INFO_FILE, "Input #0, flac, from '/m/a/song.flac':\n"
-                                  "  Metadata:\n"
                                   "    title           : Dump Title\n"
                                   "    genre           : Dump Genre\n"
                                   "    date            : 2005\n");
-    writeFile(MP_STATUS_FILE,
-              R"({"filename": "/m/a/song.flac", "title": "???", "genre": "", "year": "1999"})");
-    musicStatusCycle(&mText);
-    auto record = copy();
-    EXPECT_EQ(record.title, "Dump Title");
-    EXPECT_EQ(record.genre, "Dump Genre");
-    EXPECT_EQ(record.year, "1999");
-
+    cycle(R"({"filename": "/m/a/song.flac", "title": "???", "genre": "", "year": "1999"})");
+    EXPECT_EQ(record(), "/m/a/song.flac||Dump Title||1999|Dump Genre||0|0");
     // The service has moved on; the dump still describes the previous track.
-    writeFile(MP_STATUS_FILE, R"({"filename": "/m/a/next.flac", "title": "???", "genre": ""})");
-    musicStatusCycle(&mText);
-    record = copy();
-    EXPECT_EQ(record.title, "???");
-    EXPECT_EQ(record.genre, "");
+    cycle(R"({"filename": "/m/a/next.flac", "title": "???", "genre": ""})");
+    EXPECT_EQ(record(), "/m/a/next.flac||???|||||0|0");
 }
 
-TEST_F(MonitorTest, ThreadFollowsTheFileAndStops) {
-    startThread();
-    EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), -1);
-    replaceFile(MP_STATUS_FILE, R"({"filename": "/m/x.mp3", "status": "playing", "position": 7})");
-    ASSERT_TRUE(waitUntil([&] { return copy().filename == "/m/x.mp3"; }));
-    int ticks = 0;
-    EXPECT_TRUE(waitUntil([&] { return (ticks += tickEvents()) >= 2; })) << "a tick after every good cycle";
-
-    // The service's file goes away: the record keeps the last values.
-    remove(MP_STATUS_FILE);
-    EXPECT_EQ(copy().position, 7);
-    stopThread();
-    EXPECT_EQ(copy().filename, "/m/x.mp3");
-}
-
-TEST_F(MonitorTest, ReadersNeverSeeATornRecord) {
-    const std::string a =
-        R"({"filename": "/m/a.mp3", "status": "playing", "title": "Title A", "artist": "A"})";
-    const std::string b =
-        R"({"filename": "/m/b.mp3", "status": "playing", "title": "Title B", "artist": "B"})";
+// The thread follows the file, wakes the loop after each good cycle, clears a stale
+// seek at its start, stops when told, and readers never see a torn record.
+TEST_F(MonitorTest, ThreadFollowsTheFileWithoutTornRecords) {
+    const std::string a = R"({"filename": "/m/a.mp3", "title": "Title A", "artist": "A"})";
+    const std::string b = R"({"filename": "/m/b.mp3", "title": "Title B", "artist": "B"})";
     replaceFile(MP_STATUS_FILE, a);
     std::atomic<bool> writing{true};
     std::thread writer([&] {
-        bool flip = false;
-        while (writing.load()) {
+        for (bool flip = false; writing.load(); flip = !flip)
             replaceFile(MP_STATUS_FILE, flip ? a : b);
-            flip = !flip;
-        }
     });
-    startThread();
-    // Until the record has switched both ways a few times, with a generous deadline.
-    auto start = Clock::now();
-    int seenA = 0, seenB = 0;
-    while ((seenA < 200 || seenB < 200) && msSince(start) < 20000) {
-        auto record = copy();
-        if (record.filename == "/m/a.mp3") {
-            ASSERT_EQ(record.title, "Title A");
-            ASSERT_EQ(record.artist, "A");
-            ++seenA;
-        } else if (record.filename == "/m/b.mp3") {
-            ASSERT_EQ(record.title, "Title B");
-            ASSERT_EQ(record.artist, "B");
-            ++seenB;
-        }
+    sMusicPlayingStatus.seekTarget = 5;
+    sMusicThreadRunning.store(true, std::memory_order_release);
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, nullptr, music_thread, nullptr), 0);
+    // Until the record has switched between the two files many times; once one of them
+    // has shown, anything else is a torn record.
+    int switches = 0;
+    std::string last, torn;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (switches < 6 && torn.empty() && std::chrono::steady_clock::now() < deadline) {
+        std::string now = record();
+        bool whole = now == "/m/a.mp3||Title A|A||||0|0" || now == "/m/b.mp3||Title B|B||||0|0";
+        if (!whole && !last.empty())
+            torn = now;
+        switches += whole && !last.empty() && now != last;
+        last = whole ? now : last;
     }
+    EXPECT_GE(switches, 6);
+    EXPECT_EQ(torn, "");
+    sMusicThreadRunning.store(false, std::memory_order_release);
+    pthread_join(thread, nullptr);
     writing.store(false);
     writer.join();
-    stopThread();
-    EXPECT_GT(seenA, 0);
-    EXPECT_GT(seenB, 0) << "the record never switched, so nothing was tested";
+    EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), -1);
+    EXPECT_GE(tickEvents(), 6);
 }

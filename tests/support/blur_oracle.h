@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace oracle {
@@ -53,17 +54,14 @@ inline void transpose(const uint8_t* src, uint8_t* dst, int width, int height) {
 // Same contract as fast_gaussian_blur: result in the memory `in` held at entry, then
 // the two pointers exchanged.
 inline void blur(uint8_t*& in, uint8_t*& out, int width, int height) {
-    rowPass(in, out, width, height, 19);
-    rowPass(out, in, width, height, 19);
-    rowPass(in, out, width, height, 20);
-    transpose(out, in, width, height);
-    rowPass(in, out, height, width, 19);
-    rowPass(out, in, height, width, 19);
-    rowPass(in, out, height, width, 20);
-    transpose(out, in, height, width);
-    uint8_t* result = in;
-    in = out;
-    out = result;
+    for (int axis = 0; axis < 2; ++axis) {
+        const int w = axis ? height : width, h = axis ? width : height;
+        rowPass(in, out, w, h, 19);
+        rowPass(out, in, w, h, 19);
+        rowPass(in, out, w, h, 20);
+        transpose(out, in, w, h);
+    }
+    std::swap(in, out);
 }
 
 } // namespace oracle

@@ -4,59 +4,59 @@
 #include "service/frame.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cjson/cJSON.h>
-#include <cstddef>
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr uint32_t kMagic = SERVICE_FRAME_MAGIC;
-
-bool readExact(int fd, void* buffer, size_t size) {
-    return readFully(fd, buffer, size, -1) == size;
+std::string header(uint32_t magic, int32_t length) {
+    std::string bytes(kFrameHeaderBytes, '\0');
+    frameEncodeHeader(reinterpret_cast<unsigned char*>(&bytes[0]), magic, length);
+    return bytes;
 }
 
-void writeAll(int fd, const void* data, size_t size) {
-    sendFully(fd, data, size);
-}
-
-void writeHeader(int fd, uint32_t magic, int32_t length) {
-    unsigned char header[kFrameHeaderBytes];
-    frameEncodeHeader(header, magic, length);
-    writeAll(fd, header, sizeof(header));
+void send(int fd, const std::string& bytes) {
+    sendFully(fd, bytes.data(), bytes.size());
 }
 
 // Waits until the client closes its end (or a long guard passes).
 void waitForClientClose(int fd) {
     char scratch[256];
-    for (int i = 0; i < 100; ++i) {
-        struct pollfd pfd = {fd, POLLIN, 0};
-        if (poll(&pfd, 1, 100) > 0) {
-            ssize_t n = read(fd, scratch, sizeof(scratch));
-            if (n <= 0)
-                return;
-        }
+    struct pollfd pfd = {fd, POLLIN, 0};
+    while (poll(&pfd, 1, 10000) > 0 && read(fd, scratch, sizeof(scratch)) > 0) {
+    }
+}
+
+// The bytes of each kind of reply that ends with a close and nothing else.
+std::string replyBytes(const Reply& reply) {
+    switch (reply.kind) {
+    case ReplyKind::Json:
+        return header(SERVICE_FRAME_MAGIC, static_cast<int32_t>(reply.body.size())) + reply.body;
+    case ReplyKind::WrongMagic:
+        return header(0x12345678u, static_cast<int32_t>(reply.body.size())) + reply.body;
+    case ReplyKind::LengthOverLimit:
+        return header(SERVICE_FRAME_MAGIC, SERVICE_REPLY_MAX + 1);
+    case ReplyKind::NegativeLength:
+        return header(SERVICE_FRAME_MAGIC, -5);
+    case ReplyKind::BodyCutShort:
+        return header(SERVICE_FRAME_MAGIC, 20) + "{\"listtype";
+    case ReplyKind::FourBytes:
+        return header(SERVICE_FRAME_MAGIC, 0).substr(0, 4);
+    case ReplyKind::Raw:
+        return reply.body;
+    default:
+        return "";
     }
 }
 
 } // namespace
 
 std::string expectedFrame(const std::string& body) {
-    std::string frame(kFrameHeaderBytes, '\0');
-    frameEncodeHeader(reinterpret_cast<unsigned char*>(&frame[0]), kMagic, static_cast<int32_t>(body.size()));
-    return frame + body;
-}
-
-FakeService::FakeService() = default;
-
-FakeService::~FakeService() {
-    stop();
+    return header(SERVICE_FRAME_MAGIC, static_cast<int32_t>(body.size())) + body;
 }
 
 bool FakeService::start() {
@@ -72,8 +72,7 @@ void FakeService::stop() {
     if (!mRunning.exchange(false))
         return;
     shutdown(mListenFd, SHUT_RDWR);
-    if (mThread.joinable())
-        mThread.join();
+    mThread.join();
     close(mListenFd);
     mListenFd = -1;
 }
@@ -114,8 +113,7 @@ void FakeService::serve() {
         int fd = accept4(mListenFd, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0)
             continue;
-        int number = ++mConnections;
-        handle(fd, number);
+        handle(fd, ++mConnections);
         close(fd);
     }
 }
@@ -126,21 +124,21 @@ void FakeService::handle(int fd, int number) {
         if (mOnAccept == ReplyKind::CloseAtOnce)
             return;
     }
-    unsigned char header[8];
-    if (!readExact(fd, header, sizeof(header)))
+    unsigned char bytes[kFrameHeaderBytes];
+    if (readFully(fd, bytes, sizeof(bytes), -1) != sizeof(bytes))
         return;
     RecordedFrame frame;
-    memcpy(&frame.magic, header, 4);
-    memcpy(&frame.length, header + 4, 4);
+    memcpy(&frame.magic, bytes, 4);
+    memcpy(&frame.length, bytes + 4, 4);
     frame.connection = number;
     if (frame.length > 0 && frame.length < (1 << 20)) {
         frame.body.resize(static_cast<size_t>(frame.length));
-        if (!readExact(fd, &frame.body[0], frame.body.size()))
+        if (readFully(fd, &frame.body[0], frame.body.size(), -1) != frame.body.size())
             frame.body.clear();
     }
     if (cJSON* root = cJSON_Parse(frame.body.c_str())) {
         cJSON* cmd = cJSON_GetObjectItem(root, "cmd");
-        if (cmd && cJSON_IsString(cmd))
+        if (cJSON_IsString(cmd))
             frame.cmd = cmd->valuestring;
         cJSON_Delete(root);
     }
@@ -154,58 +152,18 @@ void FakeService::handle(int fd, int number) {
     }
     mFrameArrived.notify_all();
 
-    switch (reply.kind) {
-    case ReplyKind::None:
-    case ReplyKind::CloseAtOnce:
-        break;
-    case ReplyKind::Json:
-        writeHeader(fd, kMagic, static_cast<int32_t>(reply.body.size()));
-        writeAll(fd, reply.body.data(), reply.body.size());
-        if (reply.keepOpen)
-            waitForClientClose(fd);
-        break;
-    case ReplyKind::Silent:
+    if (reply.kind == ReplyKind::LengthAtLimit) {
+        // The header goes out first, as the client waits only for the first bytes; the
+        // body follows in pieces: "{", blanks, "}".
+        send(fd, header(SERVICE_FRAME_MAGIC, SERVICE_REPLY_MAX) + "{");
+        const std::string blanks(1 << 20, ' ');
+        for (int32_t left = SERVICE_REPLY_MAX - 2; left > 0; left -= static_cast<int32_t>(blanks.size()))
+            sendFully(fd, blanks.data(), std::min<size_t>(static_cast<size_t>(left), blanks.size()));
+        send(fd, "}");
+    } else {
+        send(fd, replyBytes(reply));
+    }
+    if (reply.kind == ReplyKind::Silent || reply.kind == ReplyKind::LengthAtLimit ||
+        (reply.kind == ReplyKind::Json && reply.keepOpen))
         waitForClientClose(fd);
-        break;
-    case ReplyKind::WrongMagic:
-        writeHeader(fd, 0x12345678u, static_cast<int32_t>(reply.body.size()));
-        writeAll(fd, reply.body.data(), reply.body.size());
-        break;
-    case ReplyKind::LengthOverLimit:
-        writeHeader(fd, kMagic, 52428801);
-        break;
-    case ReplyKind::LengthAtLimit: {
-        // The header goes out first, as the client waits only for the first bytes;
-        // the body follows in pieces: "{", blanks, "}".
-        const int32_t length = SERVICE_REPLY_MAX;
-        writeHeader(fd, kMagic, length);
-        std::string piece(1 << 20, ' ');
-        piece[0] = '{';
-        for (int32_t left = length; left > 0;) {
-            size_t size = static_cast<size_t>(std::min<int32_t>(left, static_cast<int32_t>(piece.size())));
-            if (left == static_cast<int32_t>(size))
-                piece[size - 1] = '}';
-            writeAll(fd, piece.data(), size);
-            piece[0] = ' ';
-            left -= static_cast<int32_t>(size);
-        }
-        waitForClientClose(fd);
-        break;
-    }
-    case ReplyKind::NegativeLength:
-        writeHeader(fd, kMagic, -5);
-        break;
-    case ReplyKind::BodyCutShort:
-        writeHeader(fd, kMagic, 20);
-        writeAll(fd, "{\"listtype\": 1,    ", 10);
-        break;
-    case ReplyKind::Raw:
-        writeAll(fd, reply.body.data(), reply.body.size());
-        break;
-    case ReplyKind::FourBytes: {
-        uint32_t magic = kMagic;
-        writeAll(fd, &magic, 4);
-        break;
-    }
-    }
 }

@@ -43,8 +43,7 @@ struct Reply {
 
 class FakeService {
 public:
-    FakeService();
-    ~FakeService();
+    ~FakeService() { stop(); }
     // Binds and listens; false when the name is taken or the socket cannot be made.
     bool start();
     void stop();

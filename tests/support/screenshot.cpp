@@ -6,9 +6,12 @@
 #include <SDL2/SDL_image.h>
 
 #include <cstdlib>
+#include <memory>
 #include <sstream>
 
 namespace {
+
+using SurfacePtr = std::unique_ptr<SDL_Surface, decltype(&SDL_FreeSurface)>;
 
 std::string galleryPath(const std::string& name) {
     return std::string(MP_GALLERY_DIR "/") + name + ".png";
@@ -18,13 +21,10 @@ std::string referencePath(const std::string& name) {
     return std::string(MP_TEST_SOURCE_DIR "/tests/reference/") + name + ".png";
 }
 
-SDL_Surface* loadArgb(const std::string& path) {
-    SDL_Surface* image = IMG_Load(path.c_str());
-    if (!image)
-        return nullptr;
-    SDL_Surface* converted = SDL_ConvertSurfaceFormat(image, SDL_PIXELFORMAT_ARGB8888, 0);
-    SDL_FreeSurface(image);
-    return converted;
+SurfacePtr loadArgb(const std::string& path) {
+    SurfacePtr image(IMG_Load(path.c_str()), &SDL_FreeSurface);
+    return SurfacePtr(image ? SDL_ConvertSurfaceFormat(image.get(), SDL_PIXELFORMAT_ARGB8888, 0) : nullptr,
+                      &SDL_FreeSurface);
 }
 
 bool ignored(int x, int y, const std::vector<SDL_Rect>& ignore) {
@@ -38,11 +38,13 @@ bool ignored(int x, int y, const std::vector<SDL_Rect>& ignore) {
 
 int channelDistance(Uint32 a, Uint32 b) {
     int worst = 0;
-    for (int shift = 0; shift < 32; shift += 8) {
-        int d = std::abs(static_cast<int>((a >> shift) & 0xff) - static_cast<int>((b >> shift) & 0xff));
-        worst = d > worst ? d : worst;
-    }
+    for (int shift = 0; shift < 32; shift += 8)
+        worst = std::max(worst, std::abs(static_cast<int>((a >> shift) & 0xff) - static_cast<int>((b >> shift) & 0xff)));
     return worst;
+}
+
+Uint32 at(const SDL_Surface* surface, int x, int y) {
+    return reinterpret_cast<const Uint32*>(static_cast<const char*>(surface->pixels) + y * surface->pitch)[x];
 }
 
 } // namespace
@@ -57,14 +59,11 @@ std::vector<Uint32> readTargetPixels(int x, int y, int w, int h) {
 
 bool saveScreenshot(const std::string& name) {
     std::vector<Uint32> pixels = readTargetPixels(0, 0, kZwScreenWidth, kZwScreenHeight);
-    SDL_Surface* shot = SDL_CreateRGBSurfaceWithFormatFrom(pixels.data(), kZwScreenWidth, kZwScreenHeight, 32,
-                                                           kZwScreenWidth * 4, SDL_PIXELFORMAT_ARGB8888);
-    if (!shot)
-        return false;
+    SurfacePtr shot(SDL_CreateRGBSurfaceWithFormatFrom(pixels.data(), kZwScreenWidth, kZwScreenHeight, 32,
+                                                       kZwScreenWidth * 4, SDL_PIXELFORMAT_ARGB8888),
+                    &SDL_FreeSurface);
     makeDirs(MP_GALLERY_DIR);
-    bool saved = IMG_SavePNG(shot, galleryPath(name).c_str()) == 0;
-    SDL_FreeSurface(shot);
-    return saved;
+    return shot && IMG_SavePNG(shot.get(), galleryPath(name).c_str()) == 0;
 }
 
 std::string matchesReference(const std::string& name, const std::vector<SDL_Rect>& ignore) {
@@ -76,31 +75,23 @@ std::string matchesReference(const std::string& name, const std::vector<SDL_Rect
         writeFile(referencePath(name), readFile(galleryPath(name)));
         return "";
     }
-    SDL_Surface* shot = loadArgb(galleryPath(name));
-    SDL_Surface* reference = loadArgb(referencePath(name));
+    SurfacePtr shot = loadArgb(galleryPath(name)), reference = loadArgb(referencePath(name));
     std::ostringstream problem;
-    if (!reference) {
-        problem << "no reference " << referencePath(name) << " (create it with MP_UPDATE_REFERENCES=1)";
-    } else if (!shot || shot->w != reference->w || shot->h != reference->h) {
-        problem << "the screenshot's size differs from the reference's";
-    } else {
-        long differing = 0, counted = 0;
-        for (int y = 0; y < shot->h; ++y) {
-            const auto* a = reinterpret_cast<const Uint32*>(static_cast<const char*>(shot->pixels) + y * shot->pitch);
-            const auto* b =
-                reinterpret_cast<const Uint32*>(static_cast<const char*>(reference->pixels) + y * reference->pitch);
-            for (int x = 0; x < shot->w; ++x) {
-                if (ignored(x, y, ignore))
-                    continue;
-                ++counted;
-                differing += channelDistance(a[x], b[x]) > 48;
-            }
+    if (!reference)
+        return "no reference " + referencePath(name) + " (create it with MP_UPDATE_REFERENCES=1)";
+    if (!shot || shot->w != reference->w || shot->h != reference->h)
+        return "the screenshot's size differs from the reference's";
+    long differing = 0, counted = 0;
+    for (int y = 0; y < shot->h; ++y) {
+        for (int x = 0; x < shot->w; ++x) {
+            if (ignored(x, y, ignore))
+                continue;
+            ++counted;
+            differing += channelDistance(at(shot.get(), x, y), at(reference.get(), x, y)) > 48;
         }
-        if (differing * 200 > counted)
-            problem << differing << " of " << counted << " pixels differ from " << referencePath(name) << "; see "
-                    << galleryPath(name);
     }
-    SDL_FreeSurface(shot);
-    SDL_FreeSurface(reference);
+    if (differing * 200 > counted)
+        problem << differing << " of " << counted << " pixels differ from " << referencePath(name) << "; see "
+                << galleryPath(name);
     return problem.str();
 }

@@ -10,28 +10,21 @@
 #include <vector>
 
 TEST(LoadContent, ReadsFilesOfChangingSizeThroughOneReusedPointer) {
-    ScratchDir dir("loadcontent");
-    std::string path = dir.path() + "/data.txt";
-    char* text = nullptr;
-    for (int i = 0; i < 10000; ++i) {
-        // Sizes sweep from empty to past the first block size and back.
-        size_t size = static_cast<size_t>((i * 7919) % 9000);
-        std::string content(size, static_cast<char>('a' + i % 26));
-        writeFile(path, content);
-        FILE* file = fopen(path.c_str(), "r");
-        ASSERT_NE(file, nullptr);
-        int result = loadContent(path.c_str(), file, &text);
-        fclose(file);
-        ASSERT_EQ(result, static_cast<int>(size));
-        ASSERT_NE(text, nullptr);
-        ASSERT_EQ(std::string(text), content) << "iteration " << i;
-    }
-}
-
-TEST(LoadContent, RejectsMissingFileAndKeepsNullPointer) {
     char* text = nullptr;
     EXPECT_LT(loadContent("/nonexistent", nullptr, &text), 0);
     EXPECT_EQ(text, nullptr);
+    ScratchDir dir("loadcontent");
+    std::string path = dir.path() + "/data.txt";
+    for (int i = 0; i < 10000; ++i) {
+        // Sizes sweep from empty to past the first block size and back.
+        std::string content(static_cast<size_t>((i * 7919) % 9000), static_cast<char>('a' + i % 26));
+        writeFile(path, content);
+        FILE* file = fopen(path.c_str(), "r");
+        int result = loadContent(path.c_str(), file, &text);
+        fclose(file);
+        ASSERT_EQ(result, static_cast<int>(content.size()));
+        ASSERT_EQ(std::string(text), content) << "iteration " << i;
+    }
 }
 
 TEST(Tprintf, ConcurrentLinesStayWhole) {
@@ -47,23 +40,19 @@ TEST(Tprintf, ConcurrentLinesStayWhole) {
     for (auto& thread : threads)
         thread.join();
     std::string out = testing::internal::GetCapturedStderr();
-    size_t start = 0, lines = 0;
-    while (start < out.size()) {
-        size_t end = out.find('\n', start);
-        ASSERT_NE(end, std::string::npos);
-        std::string line = out.substr(start, end - start);
-        ASSERT_EQ(line.size(), 311u) << line;
-        char tag = line[7];
-        EXPECT_EQ(line.find_first_not_of(tag, 7), 307u) << line;
-        start = end + 1;
-        ++lines;
+    ASSERT_EQ(out.size(), 800u * 312);
+    for (size_t start = 0; start < out.size(); start += 312) {
+        std::string line = out.substr(start, 312);
+        ASSERT_EQ(line,
+                  "line " + std::string(1, line[5]) + " " + std::string(300, 'A' + line[5] - '0') + " end\n");
     }
-    EXPECT_EQ(lines, 800u);
 }
 
-TEST(Tprintf, LongLineIsNotTruncated) {
-    testing::internal::CaptureStderr();
-    std::string payload(5000, 'x');
-    tprintf("%s\n", payload.c_str());
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), payload + "\n");
+TEST(Tprintf, LinesPastTheStackBufferAreNotTruncated) {
+    for (size_t length : {1023, 1024, 5000}) {
+        std::string line = std::string(length - 1, 'x') + "\n";
+        testing::internal::CaptureStderr();
+        tprintf("%s", line.c_str());
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), line);
+    }
 }

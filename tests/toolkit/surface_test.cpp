@@ -1,16 +1,15 @@
 // Surfaces and drawing on the software renderer, read back pixel by pixel.
 #include "scratch_dir.h"
 #include "screen_fixture.h"
+#include "screenshot.h"
 
 #include <SDL2/SDL_image.h>
-#include <cmath>
 #include <cstring>
 
 namespace {
 
-// A solid w x h image of one ARGB colour.
-ZelmorSurface* solid(int w, int h, Uint32 argb) {
-    std::vector<Uint32> pixels(static_cast<size_t>(w) * h, argb);
+// A w x h image of one ARGB colour, or of a colour per pixel.
+ZelmorSurface* fromPixels(std::vector<Uint32> pixels, int w, int h) {
     return CreateFromPixels(pixels.data(), w, h, 32, w * 4, 0xff0000, 0xff00, 0xff, 0xff000000);
 }
 
@@ -21,11 +20,11 @@ constexpr Uint32 kClear = 0x00000000;
 
 TEST_F(ScreenTest, BlitFlagsAndNullRectangles) {
     ZelmorSurface* canvas = CreateSurface(16, 16);
-    ZelmorSurface* red = solid(4, 2, kRed);
+    ZelmorSurface* red = fromPixels(std::vector<Uint32>(8, kRed), 4, 2);
     ASSERT_TRUE(canvas && red);
     SetRenderTarget(canvas);
     EXPECT_EQ(pixel(0, 0), kClear) << "a new canvas is transparent";
-
+    SDL_Rect whole = {0, 0, 16, 16};
     // Flag 1: natural size at x, y whatever w and h say.
     SDL_Rect stale = {5, 6, 999, 0};
     red->blit(nullptr, &stale, 1, nullptr);
@@ -33,43 +32,37 @@ TEST_F(ScreenTest, BlitFlagsAndNullRectangles) {
     EXPECT_EQ(pixel(8, 7), kRed);
     EXPECT_EQ(pixel(9, 6), kClear);
     EXPECT_EQ(pixel(5, 8), kClear);
-
-    // Flag 0 stretches; a null destination is the whole target.
-    SDL_Rect whole = {0, 0, 16, 16};
+    // Flag 0 stretches; a source rectangle with a null destination fills the target.
     ClearRect(canvas, &whole, 0, 0, 0, 0);
     SDL_Rect box = {2, 2, 8, 8};
     red->blit(nullptr, &box, 0, nullptr);
     EXPECT_EQ(pixel(9, 9), kRed);
     EXPECT_EQ(pixel(10, 10), kClear);
-    ClearRect(canvas, &whole, 0, 0, 0, 0);
     SDL_Rect part = {0, 0, 1, 1};
     red->blit(&part, nullptr, 1, nullptr);
-    EXPECT_EQ(pixel(0, 0), kRed);
-    EXPECT_EQ(pixel(15, 15), kRed) << "a source rectangle with a null destination fills the target";
-
+    EXPECT_EQ(pixel(15, 15), kRed);
+    // Filling with a transparent colour replaces, it does not blend.
     FillRect(canvas, &whole, 0, 0, 0, 0);
-    auto all = readPixels(0, 0, 16, 16);
-    for (Uint32 p : all)
-        ASSERT_EQ(p, kClear);
+    EXPECT_EQ(readPixels(0, 0, 16, 16), std::vector<Uint32>(256, kClear));
     SetRenderTarget(nullptr);
     delete red;
     delete canvas;
 }
 
+// colour = dst * dst, alpha = dstA * dstA - srcA * srcA, on a 0..1 scale, where the
+// stamp lands, clipped to the canvas; the rest of the canvas stays as it was.
 TEST_F(ScreenTest, EraserModeCutsHolesWithTheExactFormula) {
     ZelmorSurface* canvas = CreateSurface(8, 4);
     SDL_Rect whole = {0, 0, 8, 4};
     FillRect(canvas, &whole, 200, 100, 50, 255);
     // Left half of the mask opaque, right half with alpha 128.
     std::vector<Uint32> mask(8 * 4);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 8; ++x)
-            mask[y * 8 + x] = x < 4 ? 0xff123456 : 0x80123456;
-    ZelmorSurface* stamp = CreateFromPixels(mask.data(), 8, 4, 32, 32, 0xff0000, 0xff00, 0xff, 0xff000000);
-    SDL_BlendMode eraser = SDL_ComposeCustomBlendMode(
+    for (int i = 0; i < 32; ++i)
+        mask[i] = i % 8 < 4 ? 0xff123456 : 0x80123456;
+    ZelmorSurface* stamp = fromPixels(mask, 8, 4);
+    stamp->setBlendMode(SDL_ComposeCustomBlendMode(
         SDL_BLENDFACTOR_ZERO, SDL_BLENDFACTOR_DST_COLOR, SDL_BLENDOPERATION_ADD, SDL_BLENDFACTOR_SRC_ALPHA,
-        SDL_BLENDFACTOR_DST_ALPHA, SDL_BLENDOPERATION_REV_SUBTRACT);
-    stamp->setBlendMode(eraser);
+        SDL_BLENDFACTOR_DST_ALPHA, SDL_BLENDOPERATION_REV_SUBTRACT));
     canvas->setBlendMode(SDL_BLENDMODE_BLEND);
     SDL_RendererInfo info;
     SDL_GetRendererInfo(gZwRenderer, &info);
@@ -78,75 +71,59 @@ TEST_F(ScreenTest, EraserModeCutsHolesWithTheExactFormula) {
     EXPECT_EQ(static_cast<ZwSurface*>(stamp)->mSoftwareEraser, strcmp(info.name, "opengles2") != 0)
         << info.name;
     SetRenderTarget(canvas);
-    SDL_Rect at = {0, 0, 0, 0};
-    stamp->blit(nullptr, &at, 1, nullptr);
-    // colour = dst * dst, alpha = dstA * dstA - srcA * srcA, on a 0..1 scale.
-    auto square = [](int v) { return (v * v + 127) / 255; };
-    Uint32 colour = (static_cast<Uint32>(square(200)) << 16) | (square(100) << 8) | square(50);
-    EXPECT_EQ(pixel(0, 0), colour) << "opaque mask: alpha 0";
-    EXPECT_EQ(pixel(7, 3), (static_cast<Uint32>(255 - square(128)) << 24) | colour);
+    // The stamp's right half lands on columns 0 to 3; later its top left corner on the
+    // bottom right 2 x 2 pixels.
+    SDL_Rect left = {-4, 0, 0, 0}, corner = {6, 2, 0, 0};
+    stamp->blit(nullptr, &left, 1, nullptr);
+    stamp->blit(nullptr, &corner, 1, nullptr);
+    auto square = [](Uint32 v) { return (v * v + 127) / 255; };
+    const Uint32 colour = (square(200) << 16) | (square(100) << 8) | square(50), kept = 0xffc86432;
+    EXPECT_EQ(pixel(0, 0), ((255 - square(128)) << 24) | colour);
+    EXPECT_EQ(pixel(3, 3), ((255 - square(128)) << 24) | colour);
+    EXPECT_EQ(pixel(4, 0), kept);
+    EXPECT_EQ(pixel(5, 3), kept);
+    EXPECT_EQ(pixel(6, 1), kept);
+    EXPECT_EQ(pixel(7, 3), colour) << "opaque mask: alpha 0";
     SetRenderTarget(nullptr);
     delete stamp;
     delete canvas;
 }
 
+// An image found in the theme directory before the application's, and its pixels
+// delivered at the proposed size, rows packed.
 TEST_F(ScreenTest, GetPixelsDeliversTheProposedSizePacked) {
-    ScratchDir dir("pixels");
-    SDL_Surface* image = SDL_CreateRGBSurfaceWithFormat(0, 3000, 2000, 32, SDL_PIXELFORMAT_ARGB8888);
-    SDL_Rect left = {0, 0, 1500, 2000}, right = {1500, 0, 1500, 2000};
-    SDL_FillRect(image, &left, SDL_MapRGB(image->format, 220, 30, 30));
-    SDL_FillRect(image, &right, SDL_MapRGB(image->format, 30, 30, 220));
-    std::string path = dir.path() + "/cover.jpg";
-    ASSERT_EQ(IMG_SaveJPG(image, path.c_str(), 90), 0);
-    SDL_FreeSurface(image);
-
-    ZelmorSurface* cover = LoadZelmorSurface("/nonexistent/", "./", path.c_str());
-    ASSERT_NE(cover, nullptr);
-    EXPECT_EQ(cover->getWidth(), 3000);
-    int pitch = 0, bpp = 4, w = 256, h = 256;
-    auto* pixels = static_cast<Uint32*>(cover->getPixels(&pitch, &bpp, &w, &h));
-    ASSERT_NE(pixels, nullptr);
-    EXPECT_EQ(pitch, 1024);
-    EXPECT_EQ(bpp, 4);
-    EXPECT_EQ(w, 256);
-    EXPECT_EQ(h, 256);
-    auto near = [](Uint32 p, int r, int g, int b) {
-        return std::abs(static_cast<int>((p >> 16) & 0xff) - r) < 12 &&
-               std::abs(static_cast<int>((p >> 8) & 0xff) - g) < 12 &&
-               std::abs(static_cast<int>(p & 0xff) - b) < 12;
-    };
-    EXPECT_TRUE(near(pixels[128 * 256 + 40], 220, 30, 30));
-    EXPECT_TRUE(near(pixels[10 * 256 + 220], 30, 30, 220));
-    EXPECT_EQ(pixels[0] >> 24, 0xffu);
-    delete cover;
-}
-
-TEST_F(ScreenTest, LoadSearchesThemeThenAppDirectory) {
     EXPECT_EQ(LoadZelmorSurface("/nonexistent/", "./", "skin/none.png"), nullptr);
     ScratchDir dir("theme");
     makeDirs(dir.path() + "/skin");
-    SDL_Surface* image = SDL_CreateRGBSurfaceWithFormat(0, 3, 5, 32, SDL_PIXELFORMAT_ARGB8888);
-    ASSERT_EQ(IMG_SavePNG(image, (dir.path() + "/skin/x.png").c_str()), 0);
+    SDL_Surface* image = SDL_CreateRGBSurfaceWithFormat(0, 600, 400, 32, SDL_PIXELFORMAT_ARGB8888);
+    SDL_Rect right = {300, 0, 300, 400};
+    SDL_FillRect(image, nullptr, 0xffdc1e1e);
+    SDL_FillRect(image, &right, 0xff1e1edc);
+    ASSERT_EQ(IMG_SavePNG(image, (dir.path() + "/skin/cover.png").c_str()), 0);
     SDL_FreeSurface(image);
-    ZelmorSurface* found = LoadZelmorSurface("/nonexistent/", dir.path().c_str(), "skin/x.png");
-    ASSERT_NE(found, nullptr);
-    EXPECT_EQ(found->getHeight(), 5);
-    delete found;
+    ZelmorSurface* cover = LoadZelmorSurface("/nonexistent/", dir.path().c_str(), "skin/cover.png");
+    ASSERT_NE(cover, nullptr);
+    EXPECT_EQ(cover->getWidth(), 600);
+    int pitch = 0, bpp = 0, w = 256, h = 256;
+    auto* pixels = static_cast<Uint32*>(cover->getPixels(&pitch, &bpp, &w, &h));
+    ASSERT_NE(pixels, nullptr);
+    EXPECT_EQ(std::vector<int>({pitch, bpp, w, h}), std::vector<int>({1024, 4, 256, 256}));
+    EXPECT_EQ(pixels[128 * 256 + 40], 0xffdc1e1eu);
+    EXPECT_EQ(pixels[10 * 256 + 220], 0xff1e1edcu);
+    delete cover;
 }
 
 TEST_F(ScreenTest, ScaledSizeKeepsTheRatio) {
     int w = 0, h = 0;
     getScaledSizeKeepRatio(800, 400, 400, 400, w, h);
-    EXPECT_EQ(w, 400);
-    EXPECT_EQ(h, 200);
+    EXPECT_EQ(std::make_pair(w, h), std::make_pair(400, 200));
     getScaledSizeKeepRatio(300, 600, 400, 400, w, h);
-    EXPECT_EQ(w, 200);
-    EXPECT_EQ(h, 400);
+    EXPECT_EQ(std::make_pair(w, h), std::make_pair(200, 400));
 }
 
 namespace {
 
-// Bounding box of the lit pixels of the screen.
+// Bounding box of the lit pixels of a w-wide area.
 SDL_Rect litBox(const std::vector<Uint32>& pixels, int width) {
     int minX = width, minY = 1 << 30, maxX = -1, maxY = -1;
     for (size_t i = 0; i < pixels.size(); ++i) {
@@ -182,30 +159,28 @@ TEST_F(ScreenTest, DrawStringCentresClipsAndCaches) {
     EXPECT_GE(box.x, 100);
     EXPECT_LE(box.x + box.w, 400);
     EXPECT_GT(box.w, 250) << "the text runs up to the edge, ending in an ellipsis";
-}
 
-TEST_F(ScreenTest, ChineseTextDrawsRealGlyphs) {
-    // Two different characters must not render alike, as missing-glyph boxes would.
-    std::vector<std::vector<Uint32>> shots;
-    for (const char* text : {"\xE9\x9F\xB3", "\xE4\xB9\x90"}) {
-        SDL_SetRenderDrawColor(gZwRenderer, 0, 0, 0, 255);
+    // Two different Chinese characters must not render alike, as missing-glyph boxes would.
+    std::vector<Uint32> shots[2];
+    for (int i = 0; i < 2; ++i) {
         SDL_RenderClear(gZwRenderer);
-        DrawString(gListFontTxt, SDL_Rect{0, 0, 200, 60}, text, gListColorTxt, 0, false, false);
-        shots.push_back(readPixels(0, 0, 200, 60));
+        DrawString(gListFontTxt, SDL_Rect{0, 0, 200, 60}, i ? "\xE4\xB9\x90" : "\xE9\x9F\xB3", gListColorTxt,
+                   0, false, false);
+        shots[i] = readPixels(0, 0, 200, 60);
     }
     EXPECT_NE(shots[0], shots[1]);
     EXPECT_GT(litBox(shots[0], 200).w, 10);
 }
 
-TEST_F(ScreenTest, GalleryOfTheRuntime) {
+// The status and navigation bars, a status item and left, centred, Chinese and clipped
+// text on the skin's background, against the committed picture.
+TEST_F(ScreenTest, RuntimeScreenMatchesItsReference) {
     struct Sample : ZelmorWindow {
         Sample() : ZelmorWindow(8, 0) {}
         int draw() override {
-            if (gBackground)
-                gBackground->blit(nullptr, nullptr, 1, nullptr);
+            gBackground->blit(nullptr, nullptr, 1, nullptr);
             drawNavBar(0);
-            int x = drawStatBar(0);
-            draw_stat_icon_item_left(nullptr, x, 650, "Playing");
+            draw_stat_icon_item_left(nullptr, drawStatBar(0), 650, "Playing");
             const char* lines[] = {"Left-aligned list text", "居中的中文文字 — centred Chinese text",
                                    "A very long line that has to end with an ellipsis because it cannot fit"};
             for (int i = 0; i < 3; ++i)
@@ -214,106 +189,11 @@ TEST_F(ScreenTest, GalleryOfTheRuntime) {
             return 0;
         }
     } sample;
+    ASSERT_NE(gBackground, nullptr) << "skin/background.png";
     gDefaultStringList.resize(8);
     gDefaultStringList.push_back("Music");
     SDL_RenderClear(gZwRenderer);
     sample.draw();
-    auto pixels = readPixels(0, 0, 1280, 720);
-    makeDirs(MP_GALLERY_DIR);
-    SDL_Surface* shot =
-        SDL_CreateRGBSurfaceWithFormatFrom(pixels.data(), 1280, 720, 32, 1280 * 4, SDL_PIXELFORMAT_ARGB8888);
-    ASSERT_EQ(IMG_SavePNG(shot, MP_GALLERY_DIR "/runtime.png"), 0);
-    SDL_FreeSurface(shot);
+    EXPECT_EQ(matchesReference("runtime", {kClockArea}), "");
     gDefaultStringList.resize(8);
-}
-
-namespace {
-
-void savePng(const char* name) {
-    std::vector<Uint32> pixels(1280 * 720);
-    SDL_Rect all = {0, 0, 1280, 720};
-    SDL_RenderReadPixels(gZwRenderer, &all, SDL_PIXELFORMAT_ARGB8888, pixels.data(), 1280 * 4);
-    makeDirs(MP_GALLERY_DIR);
-    SDL_Surface* shot =
-        SDL_CreateRGBSurfaceWithFormatFrom(pixels.data(), 1280, 720, 32, 1280 * 4, SDL_PIXELFORMAT_ARGB8888);
-    IMG_SavePNG(shot, (std::string(MP_GALLERY_DIR "/") + name).c_str());
-    SDL_FreeSurface(shot);
-}
-
-void blitAt(ZelmorSurface* surface, int x, int y) {
-    if (!surface)
-        return;
-    SDL_Rect at = {x, y, 0, 0};
-    surface->blit(nullptr, &at, 1, nullptr);
-}
-
-} // namespace
-
-TEST_F(ScreenTest, GalleryOfTheSkinOnANowPlayingLayout) {
-    auto load = [](const char* file) { return LoadZelmorSurface(gThemePath, "./", file); };
-    std::vector<ZelmorSurface*> owned;
-    auto keep = [&](ZelmorSurface* s) {
-        owned.push_back(s);
-        return s;
-    };
-    ZelmorSurface* mask = keep(load("skin/bg-mask.png"));
-    ZelmorSurface* cover = keep(load("skin/cover-default.png"));
-    ASSERT_NE(gBackground, nullptr) << "skin/background.png";
-    ASSERT_TRUE(mask && cover);
-    SDL_RenderClear(gZwRenderer);
-    gBackground->blit(nullptr, nullptr, 1, nullptr);
-    mask->blit(nullptr, nullptr, 1, nullptr);
-
-    // The spectrum effect: lit image cut by 48 eraser stamps, with peak markers.
-    ZelmorSurface* canvas = keep(CreateSurface(1280, 720));
-    ZelmorSurface* fg = keep(LoadZelmorSurface("./", "./", MP_TEST_SOURCE_DIR "/skin/vis/fft1/fg.png"));
-    ZelmorSurface* eraser = keep(LoadZelmorSurface("./", "./", MP_TEST_SOURCE_DIR "/skin/vis/fft1/mask.png"));
-    ZelmorSurface* peak = keep(LoadZelmorSurface("./", "./", MP_TEST_SOURCE_DIR "/skin/vis/fft1/peak.png"));
-    ASSERT_TRUE(canvas && fg && eraser && peak);
-    eraser->setBlendMode(SDL_ComposeCustomBlendMode(
-        SDL_BLENDFACTOR_ZERO, SDL_BLENDFACTOR_DST_COLOR, SDL_BLENDOPERATION_ADD, SDL_BLENDFACTOR_SRC_ALPHA,
-        SDL_BLENDFACTOR_DST_ALPHA, SDL_BLENDOPERATION_REV_SUBTRACT));
-    canvas->setBlendMode(SDL_BLENDMODE_BLEND);
-    SetRenderTarget(canvas);
-    const int cw = 1280, ch = 720, fw = fg->getWidth(), fh = fg->getHeight(), mw = eraser->getWidth(),
-              mh = eraser->getHeight();
-    blitAt(fg, (cw - fw) / 2, ch - fh);
-    for (int b = 0; b < 48; ++b) {
-        double value = 1.5 + 3.5 * std::fabs(std::sin(b * 0.37)) * (1.0 - b / 70.0);
-        int bar = static_cast<int>(fh * value / 6.0);
-        int x = (cw - fw) / 2 + b * mw;
-        blitAt(eraser, x, (ch - mh) + fh - bar);
-        int p = static_cast<int>(fh * (value + 0.4) / 6.0);
-        if (p > peak->getHeight())
-            blitAt(peak, x + (mw - peak->getWidth()) / 2, ch - p - peak->getHeight());
-    }
-    SetRenderTarget(nullptr);
-    blitAt(canvas, 0, 0);
-
-    SDL_Rect box = {80, 80, 400, 400};
-    cover->blit(nullptr, &box, 0, nullptr);
-    const char* controls[] = {"skin/btn-random-n.png", "skin/btn-prev-n.png", "skin/btn-pause-f.png",
-                              "skin/ic-next-n.png", "skin/btn-playlist-n.png"};
-    const char* hints[] = {"skin/tips-x.png", "skin/tips-L.png", "skin/tips-START.png", "skin/tips-R.png",
-                           "skin/tips-SELECT.png"};
-    const int xs[] = {585, 705, 825, 945, 1065}, hintXs[] = {609, 729, 825, 969, 1065};
-    for (int i = 0; i < 5; ++i) {
-        blitAt(keep(load(controls[i])), xs[i], 361);
-        blitAt(keep(load(hints[i])), hintXs[i], 451);
-    }
-    blitAt(keep(load("skin/progress-bg-n.png")), 530, 274);
-    blitAt(keep(load("skin/progress-slider-left-n.png")), 530, 274);
-    ZelmorSurface* middle = keep(load("skin/progress-slider-middle-n.png"));
-    for (int x = 536; x < 536 + 260; x += middle->getWidth())
-        blitAt(middle, x, 274);
-    SDL_Color dim = {255, 255, 255, 128};
-    DrawString(gPopupFontTitle, SDL_Rect{530, 142, 750, 50}, "Night Drive", gListColorTxt, 0, false, false);
-    DrawString(gNavFont, SDL_Rect{530, 200, 750, 40}, "The Example Ensemble — 夜行", dim, 0, false, false);
-    DrawString(gStatFont, SDL_Rect{530, 300, 670, 20}, "01:42", dim, 0, false, false);
-    DrawString(gStatFont, SDL_Rect{1141, 300, 139, 20}, "04:27", dim, 0, false, false);
-    savePng("nowplaying.png");
-    // The lit part of a bar shows, and the eraser cut the foreground above it.
-    EXPECT_NE(pixel(40 + 12, 715) & 0xffffff, 0u);
-    for (ZelmorSurface* s : owned)
-        delete s;
 }

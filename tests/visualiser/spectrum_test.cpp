@@ -2,28 +2,41 @@
 // driven by hand on a sample buffer, and the thread against a real tap file.
 #include "base/device_paths.h"
 #include "scratch_dir.h"
-#include "wait_until.h"
 #include "visualiser/spectrum.h"
+#include "wait_until.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <string>
 #include <vector>
 
 namespace {
 
+// The set-up steps with their ladder lines: what they logged.
+std::string resetTables() {
+    testing::internal::CaptureStderr();
+    spectrumResetTables();
+    return testing::internal::GetCapturedStderr();
+}
+
+std::vector<int16_t> tone(double bin, double amplitude) {
+    std::vector<int16_t> samples(kTapSamples);
+    for (int n = 0; n < kTapSamples; ++n)
+        samples[n] =
+            static_cast<int16_t>(std::lround(amplitude * std::sin(2.0 * M_PI * bin * n / kTapSamples)));
+    return samples;
+}
+
 // Drives do_fft on a sample buffer of the test's own, without the thread.
 class SpectrumFrames : public testing::Test {
 protected:
     void SetUp() override {
-        testing::internal::CaptureStderr(); // the ladder lines
-        s_shm_wave = samples.data();
         s_in = static_cast<fftw_complex*>(fftw_malloc(sizeof(fftw_complex) * kTapSamples));
         s_out = static_cast<fftw_complex*>(fftw_malloc(sizeof(fftw_complex) * kTapSamples));
         s_plan = fftw_plan_dft_1d(kTapSamples, s_in, s_out, FFTW_FORWARD, FFTW_ESTIMATE);
-        spectrumResetTables();
-        testing::internal::GetCapturedStderr();
     }
     void TearDown() override {
         fftw_destroy_plan(s_plan);
@@ -33,190 +46,132 @@ protected:
         s_in = s_out = nullptr;
         s_shm_wave = nullptr;
     }
-    void sineOnBin(double bin, double amplitude) {
-        for (int n = 0; n < kTapSamples; ++n)
-            samples[n] =
-                static_cast<int16_t>(std::lround(amplitude * std::sin(2.0 * M_PI * bin * n / kTapSamples)));
+    // One frame on new samples from a fresh start; the band that came out loudest.
+    int play(std::vector<int16_t> next) {
+        samples = std::move(next);
+        s_shm_wave = samples.data();
+        resetTables();
+        do_fft();
+        return static_cast<int>(std::max_element(s_fft_value, s_fft_value + kSpectrumBands) - s_fft_value);
     }
-    std::vector<int16_t> samples = std::vector<int16_t>(kTapSamples + 16, 0);
+    std::vector<int16_t> samples;
 };
 
 } // namespace
 
-TEST(SpectrumTables, LadderAndBandEdges) {
-    testing::internal::CaptureStderr();
-    spectrumResetTables();
-    std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_NE(log.find("s_gforce_table[0]=0.002134\n"), std::string::npos);
-    EXPECT_NE(log.find("s_gforce_table[51]=5.769122\n"), std::string::npos);
+TEST(SpectrumTables, LadderBandEdgesAndFloors) {
+    std::string log = resetTables();
+    for (const char* line :
+         {"s_gforce_table[0]=0.002134\n", "s_gforce_table[30]=2.050343\n", "s_gforce_table[51]=5.769122\n"})
+        EXPECT_NE(log.find(line), std::string::npos) << line;
     EXPECT_EQ(s_gforce_count, 52);
-    EXPECT_DOUBLE_EQ(s_gforce_table[0], 0.002133551020408163);
-    EXPECT_DOUBLE_EQ(s_gforce_table[1], 0.008534204081632652);
-    EXPECT_DOUBLE_EQ(s_gforce_table[30], 2.050342530612245);
-    EXPECT_DOUBLE_EQ(s_gforce_table[45], 4.5145939591836735);
-    EXPECT_DOUBLE_EQ(s_gforce_table[51], 5.769121959183673);
     EXPECT_EQ(s_freq_bin[47], 1128.0);
     EXPECT_EQ(s_freq_bin[48], 24000.0);
-    for (int b = 0; b < kSpectrumBands; ++b) {
-        EXPECT_EQ(s_fft_value[b], kSpectrumFloor);
-        EXPECT_EQ(s_fft_peak[b], kSpectrumFloor);
-    }
+    // Before the first frame the effects draw nothing left from an earlier start.
+    for (int b = 0; b < kSpectrumBands; ++b)
+        EXPECT_TRUE(s_fft_value[b] == kSpectrumFloor && s_fft_peak[b] == kSpectrumFloor) << b;
 }
 
 TEST(SpectrumTables, PeakFallsOneRungAndBoostFollowsTheTable) {
-    testing::internal::CaptureStderr();
-    spectrumResetTables();
-    testing::internal::GetCapturedStderr();
+    resetTables();
     const double* t = s_gforce_table;
     EXPECT_EQ(spectrumPeakFall(t[5]), t[4]);
     EXPECT_EQ(spectrumPeakFall((t[5] + t[6]) / 2), t[5]);
     EXPECT_EQ(spectrumPeakFall(100.0), t[51]);
-    EXPECT_EQ(spectrumPeakFall(0.0), t[0]);
     EXPECT_EQ(spectrumPeakFall(t[1]), t[0]);
-
-    EXPECT_DOUBLE_EQ(spectrumNewPeak(5.0, 3.0), 6.0);
-    EXPECT_DOUBLE_EQ(spectrumNewPeak(5.0, 4.0), 5.3);
-    EXPECT_DOUBLE_EQ(spectrumNewPeak(3.0, 1.0), 3.7);
-    EXPECT_DOUBLE_EQ(spectrumNewPeak(3.0, 2.0), 3.0);
-    // Strict comparisons: 4.5 takes the lower row, a rise of exactly 1.5 the right column.
-    EXPECT_DOUBLE_EQ(spectrumNewPeak(4.5, 2.0), 5.2);
-    EXPECT_DOUBLE_EQ(spectrumNewPeak(2.5, 1.0), 2.5);
-    EXPECT_DOUBLE_EQ(spectrumNewPeak(1.0, 3.0), 3.0);
+    EXPECT_EQ(spectrumPeakFall(0.0), t[0]);
+    // {value, decayed peak, new peak}. Strict comparisons: 4.5 takes the lower row, a
+    // rise of exactly 1.5 the right column.
+    const double cases[][3] = {{5.0, 3.0, 6.0}, {5.0, 4.0, 5.3}, {3.0, 1.0, 3.7}, {3.0, 2.0, 3.0},
+                               {4.5, 2.0, 5.2}, {2.5, 1.0, 2.5}, {1.0, 3.0, 3.0}};
+    for (const auto& c : cases)
+        EXPECT_DOUBLE_EQ(spectrumNewPeak(c[0], c[1]), c[2]) << c[0] << " " << c[1];
 }
 
-TEST_F(SpectrumFrames, SilenceStaysOnTheFloorAndPeaksOnTheFirstRung) {
-    do_fft();
-    do_fft();
-    for (int b = 0; b < kSpectrumBands; ++b) {
-        EXPECT_EQ(s_fft_value[b], kSpectrumFloor) << b;
-        EXPECT_EQ(s_fft_peak[b], s_gforce_table[0]) << b;
-    }
-}
-
-TEST_F(SpectrumFrames, BinsReachTheirBands) {
-    // A cosine on bin 1 lands in band 0; bin 42 and 43 in band 41; bin 44 in band 42;
-    // bins 49 and up in band 47; bin 0 (a constant) in no band.
-    struct Case {
-        double bin;
-        int band;
-    };
-    for (Case c : {Case{1, 0}, Case{40, 39}, Case{41, 40}, Case{42, 41}, Case{43, 41}, Case{44, 42},
-                   Case{48, 46}, Case{49, 47}, Case{700, 47}, Case{1023, 47}}) {
-        sineOnBin(c.bin, 8000.0);
-        spectrumResetTables();
-        do_fft();
-        int loudest = 0;
-        for (int b = 1; b < kSpectrumBands; ++b)
-            if (s_fft_value[b] > s_fft_value[loudest])
-                loudest = b;
-        EXPECT_EQ(loudest, c.band) << "bin " << c.bin;
-    }
-    std::fill(samples.begin(), samples.end(), static_cast<int16_t>(10000));
-    spectrumResetTables();
+TEST_F(SpectrumFrames, BinsReachTheirBandsAndSilenceStaysOnTheFloor) {
+    // Band b takes the bins above 24b Hz up to 24(b + 1) Hz, a bin being 23.4375 Hz;
+    // band 47 takes everything from 1128 Hz up.
+    const int cases[][2] = {{1, 0},   {40, 39}, {41, 40}, {42, 41},  {43, 41},
+                            {44, 42}, {48, 46}, {49, 47}, {700, 47}, {1023, 47}};
+    for (const auto& c : cases)
+        EXPECT_EQ(play(tone(c[0], 8000.0)), c[1]) << "bin " << c[0];
+    play(std::vector<int16_t>(kTapSamples, 10000));
+    for (int b = 0; b < kSpectrumBands; ++b)
+        EXPECT_LT(s_fft_value[b], 1e-6) << "a constant (bin 0) reaches band " << b;
+    play(std::vector<int16_t>(kTapSamples, 0));
     do_fft();
     for (int b = 0; b < kSpectrumBands; ++b)
-        EXPECT_LT(s_fft_value[b], 1e-6) << "a constant reaches band " << b;
+        EXPECT_TRUE(s_fft_value[b] == kSpectrumFloor && s_fft_peak[b] == s_gforce_table[0]) << b;
 }
 
-TEST_F(SpectrumFrames, LogStepAboveTwo) {
-    // Magnitude of a cosine of amplitude A on one bin is A * 1024 / 32768.
-    sineOnBin(10, 62.0); // magnitude ~1.94: kept as it is
-    do_fft();
+TEST_F(SpectrumFrames, LogStepAboveTwoAndThePeakOfASteadyTone) {
+    // Magnitude of a sine of amplitude A on one bin is A * 1024 / 32768.
+    play(tone(10, 62.0)); // magnitude ~1.94: kept as it is
     EXPECT_NEAR(s_fft_value[9], 1.9375, 0.01);
-    sineOnBin(10, 67.2); // magnitude ~2.1: its logarithm
-    do_fft();
+    play(tone(10, 67.2)); // magnitude 2.1: its logarithm
     EXPECT_NEAR(s_fft_value[9], std::log(2.1), 0.01);
-}
 
-TEST_F(SpectrumFrames, SteadyToneOnBand41SettlesItsPeak) {
-    sineOnBin(43, 32767.0);
-    do_fft();
-    double value = s_fft_value[41];
-    EXPECT_NEAR(value, std::log(1024.0), 0.01);
-    EXPECT_NEAR(s_fft_peak[41], value + 1.0, 0.01);
-    do_fft();
+    play(tone(43, 32767.0));
+    EXPECT_NEAR(s_fft_value[41], std::log(1024.0), 0.01);
+    EXPECT_NEAR(s_fft_peak[41], std::log(1024.0) + 1.0, 0.01);
     // The first peak falls to the top rung; the rise is then below 1.5 with v > 4.5.
-    EXPECT_NEAR(s_fft_peak[41], value + 0.3, 0.01);
-    for (int i = 0; i < 10; ++i)
-        do_fft();
-    EXPECT_NEAR(s_fft_peak[41], 7.23, 0.01);
+    do_fft();
+    EXPECT_NEAR(s_fft_peak[41], std::log(1024.0) + 0.3, 0.01);
 }
 
 namespace {
 
-// A tap file of the given size; its samples a steady tone on bin 43 (1007.8125 Hz) of
-// the given amplitude.
-void writeTap(size_t bytes, double amplitude) {
+// A tap file of the given size; its samples a steady tone on bin 43 (band 41).
+void writeTap(size_t bytes) {
     makeDirs(MP_SERVICE_DIR);
     std::string data(bytes, '\0');
-    for (size_t i = 0; i + 1 < bytes && i < 2 * kTapSamples; i += 2) {
-        auto value = static_cast<int16_t>(std::lround(amplitude * std::sin(2.0 * M_PI * 43 * (i / 2) / kTapSamples)));
-        data[i] = static_cast<char>(value & 0xff);
-        data[i + 1] = static_cast<char>((value >> 8) & 0xff);
-    }
+    memcpy(&data[0], tone(43, 32767.0).data(), std::min<size_t>(bytes, kTapSamples * 2));
     writeFile(MP_WAVE_TAP_FILE, data);
 }
 
-double publishedValue(int band) {
+double published41() {
     pthread_mutex_lock(&sFFTLock);
-    double value = s_fft_value[band];
+    double value = s_fft_value[41];
     pthread_mutex_unlock(&sFFTLock);
     return value;
 }
 
+// A start that must fail: what it logged.
+std::string failedInit() {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(initVisualizer(0), -1);
+    EXPECT_TRUE(s_shm_wave == nullptr && s_in == nullptr);
+    return testing::internal::GetCapturedStderr();
+}
+
 } // namespace
 
-TEST(SpectrumThread, MissingShortThenPresentTap) {
+TEST(SpectrumThread, TapMissingShortPresentAndTruncatedWhileRunning) {
     removeTree(MP_WAVE_TAP_FILE);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(initVisualizer(0), -1);
-    EXPECT_EQ(s_shm_wave, nullptr);
-    EXPECT_EQ(s_in, nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string("can not open ") + MP_WAVE_TAP_FILE + "\n");
+    EXPECT_EQ(failedInit(), std::string("can not open ") + MP_WAVE_TAP_FILE + "\n");
+    writeTap(4094);
+    EXPECT_EQ(failedInit(), std::string("can not mmap ") + MP_WAVE_TAP_FILE + "\n");
 
-    writeTap(4094, 1000);
+    writeTap(16384);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(initVisualizer(0), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string("can not mmap ") + MP_WAVE_TAP_FILE + "\n");
-
-    writeTap(16384, 32767.0);
-    testing::internal::CaptureStderr();
-    ASSERT_EQ(initVisualizer(0), 0);
-    // The first frame waits for the plan to be measured, which takes long under the
-    // sanitizers: wait for it rather than for a fixed time.
-    EXPECT_TRUE(waitUntil([] { return publishedValue(41) > 6.0; })) << "frames ran on the tone in the tap";
-    testing::internal::GetCapturedStderr();
-    stopVisualizer();
-    EXPECT_EQ(s_shm_wave, nullptr);
-    EXPECT_EQ(s_in, nullptr);
-    EXPECT_EQ(s_out, nullptr);
-}
-
-TEST(SpectrumThread, TapTruncatedWhileRunningDoesNotKillTheProcess) {
-    writeTap(16384, 32767.0);
-    testing::internal::CaptureStderr();
-    ASSERT_EQ(initVisualizer(0), 0);
-    ASSERT_TRUE(waitUntil([] { return publishedValue(41) > 6.0; }));
-    // Cut the file under the mapping: reads past its end now fault, and read as silence.
-    ASSERT_EQ(truncate(MP_WAVE_TAP_FILE, 0), 0);
-    EXPECT_TRUE(waitUntil([] { return publishedValue(41) == kSpectrumFloor; }))
-        << "the thread went on after the fault";
-    int16_t samples[kTapSamples];
-    EXPECT_EQ(readTapSamples(samples), -1);
-    EXPECT_EQ(samples[0], 0);
-    stopVisualizer();
-    testing::internal::GetCapturedStderr();
-}
-
-TEST(SpectrumThread, StartAndStopRepeatedly) {
-    writeTap(16384, 32767.0);
-    testing::internal::CaptureStderr();
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i <= 100; ++i) {
         ASSERT_EQ(initVisualizer(0), 0);
-        // Now and then stop a thread that is in the middle of its frames.
-        if (i % 10 == 0)
-            ASSERT_TRUE(waitUntil([] { return publishedValue(41) > 6.0; }));
+        // The first frame waits for the plan to be measured, which takes long under the
+        // sanitizers. Now and then stop a thread that is in the middle of its frames.
+        if (i % 10 == 0) {
+            ASSERT_TRUE(waitUntil([] { return published41() > 6.0; })) << "frames ran on the tone in the tap";
+        }
+        if (i == 100) {
+            // Cut the file under the mapping: reads past its end now fault, and read as
+            // silence instead of ending the process.
+            ASSERT_EQ(truncate(MP_WAVE_TAP_FILE, 0), 0);
+            EXPECT_TRUE(waitUntil([] { return published41() == kSpectrumFloor; })) << "the thread went on";
+            int16_t samples[kTapSamples];
+            EXPECT_EQ(readTapSamples(samples), -1);
+            EXPECT_EQ(samples[0], 0);
+        }
         stopVisualizer();
+        ASSERT_TRUE(s_shm_wave == nullptr && s_in == nullptr && s_out == nullptr && s_plan == nullptr);
     }
     testing::internal::GetCapturedStderr();
     EXPECT_EQ(sFFTThreadRunning.load(), 0);
