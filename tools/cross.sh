@@ -123,15 +123,23 @@ cmake -S . -B "$out/device" -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TY
     -DDEVICE_ROOT= -DMP_TESTS=OFF -DMP_BENCH=OFF -DMP_FUZZ=OFF >/dev/null
 cmake --build "$out/device" -j"$jobs"
 
-# What goes into the application folder on the device.
+# What goes into the application folder on the device: the programs wherever the build
+# put them, the skin without its SVG sources, and the volume message script.
 package=$out/device/package
 rm -rf "$package" && mkdir -p "$package"
-cp "$out/device/musicplayer" "$package/"
-[ -f "$out/device/musicservice" ] && cp "$out/device/musicservice" "$package/"
+built() {
+    find "$out/device" -path "$package" -prune -o -path '*/CMakeFiles' -prune -o \
+        -type f -name "$1" -perm -u+x -print | head -n 1
+}
+player=$(built musicplayer)
+[ -n "$player" ] || { echo "cross.sh: the device build made no musicplayer" >&2; exit 1; }
+cp "$player" "$package/"
+service=$(built musicservice)
+if [ -n "$service" ]; then cp "$service" "$package/"; fi
 cp -r skin "$package/skin"
 rm -rf "$package/skin/src"
-volume_script=$(git ls-files '*show_music_volume_msg.sh' 2>/dev/null | head -n 1)
-[ -n "$volume_script" ] && cp "$volume_script" "$package/"
+volume_script=$(find . -path './build*' -prune -o -path './.git' -prune -o -type f -name show_music_volume_msg.sh -print | head -n 1)
+if [ -n "$volume_script" ]; then cp "$volume_script" "$package/"; fi
 file "$package/musicplayer" 2>/dev/null || true
 stage_done "device build"
 
