@@ -18,14 +18,18 @@ command_for() {
 }
 
 objdump=aarch64-linux-gnu-objdump
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+# Each file is compiled into the scratch folder, so the build's own objects stay as
+# they are.
+object() { echo "$tmp/$(basename "$1").o"; }
 for source in playwindow/fast_gaussian_blur.cpp visualiser/spectrum.cpp; do
     cmd=$(command_for "$source")
     [ -n "$cmd" ] || { echo "no compile command for $source" >&2; exit 1; }
+    cmd=$(sed -E "s| -o [^ ]+| -o $(object "$source")|" <<<"$cmd")
     echo "=== $source: vectoriser report at the release flags"
-    (cd "$build" && eval "$cmd -fopt-info-vec-optimized" 2>&1) | sed "s|^$PWD/||" | sort -u
+    eval "$cmd -fopt-info-vec-optimized" 2>&1 | sed "s|^$PWD/||" | sort -u
 done
-
-object() { echo "$build/CMakeFiles/mpcore.dir/$1.o"; }
 
 # NEON instructions in one function of an object, counted by mnemonic and arrangement.
 neon_in() {
