@@ -41,11 +41,14 @@ host_packages=(
 )
 # arm64 libraries and headers of every dependency, the service's FFmpeg ones included.
 # libgtest-dev:arm64 carries the arm64 static libraries; its headers come with the
-# architecture-independent googletest package it depends on.
+# architecture-independent googletest package it depends on. Mesa's arm64 drivers let
+# the GLES2 surface tests run under emulation too (on llvmpipe, through the offscreen
+# video driver), as they do on the host.
 arm64_packages=(
     libsdl2-dev libsdl2-ttf-dev libsdl2-image-dev
     libfftw3-dev libcjson-dev
     libgtest-dev
+    libgl1-mesa-dri libegl1 libgles2
     libavformat-dev libavcodec-dev libswresample-dev libavutil-dev
 )
 
