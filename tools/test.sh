@@ -31,6 +31,14 @@ run_suite release -DCMAKE_BUILD_TYPE=Release
 run_suite asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMP_SANITIZE=address -DMP_BENCH=OFF
 run_suite tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMP_SANITIZE=thread -DMP_BENCH=OFF
 
+# --- arm64 stage: the device build and the whole suite built for arm64, run under qemu
+# user-mode emulation (tools/cross.sh installs what it needs). MP_CROSS=0 leaves it out.
+if [ "${MP_CROSS:-1}" != 0 ]; then
+    echo "=== suite: arm64 under emulation"
+    bash tools/cross.sh
+fi
+# --- end of the arm64 stage
+
 # Fuzz targets: fuzz/<name>/ builds build-test-fuzz/fuzzers/fuzz_<name> with seeds in fuzz/<name>/corpus.
 fuzz_dirs=$(find fuzz -mindepth 2 -maxdepth 2 -name CMakeLists.txt -printf '%h\n' 2>/dev/null | sort || true)
 if [ -n "$fuzz_dirs" ]; then

@@ -33,6 +33,26 @@ TEST(BlurMirror, ReflectsWithoutRepeatingTheEdges) {
         EXPECT_EQ(blurMirror(i, 4), expected[i + 2]) << i;
 }
 
+TEST(BlurTranspose, MovesEveryPixelOnBlockAndTileEdges) {
+    // 4 x 4 blocks inside 64 x 64 tiles: sides below, at and past both, with every
+    // remainder of 4, so each partial block and tile is crossed.
+    const int sizes[][2] = {{1, 1}, {3, 5}, {4, 4}, {5, 3}, {7, 66}, {64, 64}, {65, 130}, {131, 67}};
+    for (const auto& size : sizes) {
+        const int width = size[0], height = size[1];
+        std::vector<uint8_t> image(static_cast<size_t>(width) * height * 4);
+        for (size_t i = 0; i < image.size(); ++i)
+            image[i] = static_cast<uint8_t>(i * 37 + i / 251);
+        std::vector<uint8_t> transposed(image.size(), 0);
+        blurTranspose(image.data(), transposed.data(), width, height);
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                for (int c = 0; c < 4; ++c)
+                    ASSERT_EQ(transposed[(static_cast<size_t>(x) * height + y) * 4 + c],
+                              image[(static_cast<size_t>(y) * width + x) * 4 + c])
+                        << width << "x" << height << " at " << x << "," << y << " channel " << c;
+    }
+}
+
 TEST(Blur, ByteIdenticalToTheOracleOnEveryRowCase) {
     std::mt19937 random(7);
     // 17: short rows for every radius; 20: medium for 19, short for 20; 40: long for
