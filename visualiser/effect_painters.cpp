@@ -1,0 +1,91 @@
+#include "visualiser/effect_painters.h"
+
+#include <cmath>
+
+int visEraserBlendMode() {
+    return static_cast<int>(SDL_ComposeCustomBlendMode(SDL_BLENDFACTOR_ZERO, SDL_BLENDFACTOR_DST_COLOR,
+                                                       SDL_BLENDOPERATION_ADD, SDL_BLENDFACTOR_SRC_ALPHA,
+                                                       SDL_BLENDFACTOR_DST_ALPHA, SDL_BLENDOPERATION_REV_SUBTRACT));
+}
+
+void paintSpectrumFrame(ZelmorSurface* canvas, ZelmorSurface* fg, ZelmorSurface* mask, ZelmorSurface* peak,
+                        const double* values, const double* peaks) {
+    if (!canvas || !fg || !mask)
+        return;
+    const int cw = canvas->getWidth(), ch = canvas->getHeight();
+    const int fw = fg->getWidth(), fh = fg->getHeight();
+    const int mw = mask->getWidth(), mh = mask->getHeight();
+    const int pw = peak ? peak->getWidth() : 0, ph = peak ? peak->getHeight() : 0;
+
+    mask->setBlendMode(visEraserBlendMode());
+    canvas->setBlendMode(SDL_BLENDMODE_BLEND);
+    SDL_Rect whole = {0, 0, cw, ch};
+    ClearRect(canvas, &whole, 0, 0, 0, 0);
+    SetRenderTarget(canvas);
+
+    const int x0 = (cw - fw) / 2, y0 = ch - fh;
+    SDL_Rect at = {x0, y0, fw, fh};
+    fg->blit(nullptr, &at, 1, nullptr);
+    for (int b = 0; b < kVisBands; ++b) {
+        const int x = x0 + b * mw;
+        const int bar = static_cast<int>(fh * values[b] / kVisFullScale);
+        SDL_Rect stamp = {x, (ch - mh) + fh - bar, mw, mh};
+        mask->blit(nullptr, &stamp, 1, nullptr);
+        if (peak) {
+            const int p = static_cast<int>(fh * peaks[b] / kVisFullScale);
+            // A marker lower than its own height would sit on the floor: not drawn.
+            if (p > ph) {
+                SDL_Rect marker = {x + (mw - pw) / 2, ch - p - ph, pw, ph};
+                peak->blit(nullptr, &marker, 1, nullptr);
+            }
+        }
+    }
+
+    SetRenderTarget(nullptr);
+    SDL_Rect onScreen = {0, 720 - ch, cw, ch};
+    canvas->blit(nullptr, &onScreen, 1, nullptr);
+}
+
+void waveformBar(double point, int centre, int* top, int* height) {
+    const int a = static_cast<int>(std::fabs(point));
+    if (a > 3) {
+        *height = a;
+        *top = centre - a / 2;
+    } else {
+        // Silence still shows a thin row.
+        *height = 4;
+        *top = centre - 2;
+    }
+}
+
+void paintWaveformFrame(ZelmorSurface* canvas, ZelmorSurface* sample, ZelmorSurface* fg, const double* wave) {
+    if (!canvas || !sample)
+        return;
+    double points[kWaveBars];
+    // Two of every three samples from the start of the tap.
+    for (int i = 0; i < kWaveBars; ++i)
+        points[i] = (wave[3 * i] + wave[3 * i + 1]) * kWaveGain * 0.5;
+
+    const int cw = canvas->getWidth(), ch = canvas->getHeight();
+    const int sw = sample->getWidth();
+    const int fh = fg ? fg->getHeight() : ch;
+
+    canvas->setBlendMode(SDL_BLENDMODE_BLEND);
+    SDL_Rect whole = {0, 0, cw, ch};
+    ClearRect(canvas, &whole, 0, 0, 0, 0);
+    SetRenderTarget(canvas);
+
+    const int centre = (ch - fh) + fh / 2;
+    int x = (cw - kWaveRowWidth) / 2 - (sw - kWaveBarPitch) / 2;
+    for (int i = 0; i < kWaveBars; ++i) {
+        int top, height;
+        waveformBar(points[i], centre, &top, &height);
+        SDL_Rect bar = {x, top, sw, height};
+        sample->blit(nullptr, &bar, 0, nullptr);
+        x += kWaveBarPitch;
+    }
+
+    SetRenderTarget(nullptr);
+    SDL_Rect onScreen = {0, 720 - ch, cw, ch};
+    canvas->blit(nullptr, &onScreen, 1, nullptr);
+}
