@@ -246,13 +246,21 @@ protected:
         writeTap(tones);
         gMusicVolume = 50;
     }
+    // Waits until every marker has fallen to where a steady sound holds it: on its value,
+    // or 0.3 above a loud one, never below the ladder's floor.
     void settle() {
-        waitUntil([] {
+        bool steady = waitUntil([] {
             pthread_mutex_lock(&sFFTLock);
-            bool up = s_fft_value[8] > 2.0;
+            bool settled = s_fft_value[8] > 2.0;
+            for (int b = 0; b < 48 && settled; ++b) {
+                double v = s_fft_value[b];
+                double expected = std::max(v + (v > 4.5 ? 0.3 : 0.0), s_gforce_table[0]);
+                settled = std::fabs(s_fft_peak[b] - expected) < 1e-9;
+            }
             pthread_mutex_unlock(&sFFTLock);
-            return up;
+            return settled;
         });
+        EXPECT_TRUE(steady) << "the markers never came to rest";
     }
     ScratchDir music{"gallery-music"};
 };
