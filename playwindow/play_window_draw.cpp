@@ -86,8 +86,15 @@ void MusicPlayWindow::makeCoverBlur() {
     fast_gaussian_blur<unsigned char, kBorderMirror>(in, out, width, height, 4, 0.0f);
     // The result lies in the surface's own pixel block; CreateFromPixels copies it, so
     // the scratch block (now `in`) is ours to free.
+    // The background covers the whole screen and is drawn first: when it is opaque,
+    // copying it gives the same pixels as blending it, for less work.
+    bool opaque = true;
+    for (size_t i = 3; i < static_cast<size_t>(width) * height * 4 && opaque; i += 4)
+        opaque = out[i] == 0xff;
     mCoverBlur = CreateFromPixels(out, width, height, 32, pitch, 0xff0000, 0xff00, 0xff, 0xff000000);
     free(scratch);
+    if (mCoverBlur && opaque)
+        mCoverBlur->setBlendMode(SDL_BLENDMODE_NONE);
 }
 
 void MusicPlayWindow::changeTrack(const std::string& path) {

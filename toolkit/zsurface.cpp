@@ -143,19 +143,35 @@ void ZwSurface::eraseWith(SDL_Surface* stamp, const SDL_Rect& source, const SDL_
         return;
     if (SDL_RenderReadPixels(gZwRenderer, &area, SDL_PIXELFORMAT_ARGB8888, canvas, pitch) == 0) {
         SDL_LockSurface(stamp);
+        // v * v on the 0..255 scale, rounded; a table keeps the per-pixel work to lookups.
+        static const auto kSquare = [] {
+            struct Table {
+                Uint8 v[256];
+            } table;
+            for (Uint32 v = 0; v < 256; ++v)
+                table.v[v] = static_cast<Uint8>((v * v + 127) / 255);
+            return table;
+        }();
+        const Uint8* square = kSquare.v;
+        const bool natural = source.w == destination.w && source.h == destination.h;
+        const int stampStride = stamp->pitch / 4;
         for (int y = 0; y < area.h; ++y) {
+            // Nearest source pixel of a possibly stretched stamp.
+            int sy = natural ? source.y + (y + area.y - destination.y)
+                             : source.y + (y + area.y - destination.y) * source.h / std::max(1, destination.h);
+            if (sy < 0 || sy >= stamp->h)
+                continue;
+            const Uint32* stampRow = static_cast<const Uint32*>(stamp->pixels) + sy * stampStride;
+            Uint32* row = canvas + y * area.w;
             for (int x = 0; x < area.w; ++x) {
-                // Nearest source pixel of a possibly stretched stamp.
-                int sx = source.x + (x + area.x - destination.x) * source.w / std::max(1, destination.w);
-                int sy = source.y + (y + area.y - destination.y) * source.h / std::max(1, destination.h);
-                if (sx < 0 || sy < 0 || sx >= stamp->w || sy >= stamp->h)
+                int sx = natural ? source.x + (x + area.x - destination.x)
+                                 : source.x + (x + area.x - destination.x) * source.w / std::max(1, destination.w);
+                if (sx < 0 || sx >= stamp->w)
                     continue;
-                Uint32 s = static_cast<Uint32*>(stamp->pixels)[sy * (stamp->pitch / 4) + sx];
-                Uint32& d = canvas[y * area.w + x];
-                auto square = [](Uint32 v) { return (v * v + 127) / 255; };
-                Uint32 sa = s >> 24, da = d >> 24;
-                int alpha = static_cast<int>(square(da)) - static_cast<int>(square(sa));
-                Uint32 r = square((d >> 16) & 0xff), g = square((d >> 8) & 0xff), b = square(d & 0xff);
+                Uint32 s = stampRow[sx];
+                Uint32& d = row[x];
+                int alpha = static_cast<int>(square[d >> 24]) - static_cast<int>(square[s >> 24]);
+                Uint32 r = square[(d >> 16) & 0xff], g = square[(d >> 8) & 0xff], b = square[d & 0xff];
                 d = (static_cast<Uint32>(std::max(alpha, 0)) << 24) | (r << 16) | (g << 8) | b;
             }
         }

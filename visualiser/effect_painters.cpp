@@ -1,6 +1,25 @@
 #include "visualiser/effect_painters.h"
 
+#include <algorithm>
 #include <cmath>
+
+namespace {
+
+// The canvas goes on the screen's bottom edge. Only its rows from top to bottom hold
+// anything; the rows above are transparent, so leaving them out changes no pixel and
+// spares the renderer most of a full-screen blend.
+void putCanvas(ZelmorSurface* canvas, int top, int bottom) {
+    const int cw = canvas->getWidth(), ch = canvas->getHeight();
+    top = std::max(0, top);
+    bottom = std::min(ch, bottom);
+    if (top >= bottom)
+        return;
+    SDL_Rect part = {0, top, cw, bottom - top};
+    SDL_Rect onScreen = {0, 720 - ch + top, cw, bottom - top};
+    canvas->blit(&part, &onScreen, 1, nullptr);
+}
+
+} // namespace
 
 int visEraserBlendMode() {
     return static_cast<int>(SDL_ComposeCustomBlendMode(SDL_BLENDFACTOR_ZERO, SDL_BLENDFACTOR_DST_COLOR,
@@ -26,6 +45,8 @@ void paintSpectrumFrame(ZelmorSurface* canvas, ZelmorSurface* fg, ZelmorSurface*
     const int x0 = (cw - fw) / 2, y0 = ch - fh;
     SDL_Rect at = {x0, y0, fw, fh};
     fg->blit(nullptr, &at, 1, nullptr);
+    // Rows above the highest thing painted stay transparent: they need not be blended.
+    int top = y0;
     for (int b = 0; b < kVisBands; ++b) {
         const int x = x0 + b * mw;
         const int bar = static_cast<int>(fh * values[b] / kVisFullScale);
@@ -37,13 +58,13 @@ void paintSpectrumFrame(ZelmorSurface* canvas, ZelmorSurface* fg, ZelmorSurface*
             if (p > ph) {
                 SDL_Rect marker = {x + (mw - pw) / 2, ch - p - ph, pw, ph};
                 peak->blit(nullptr, &marker, 1, nullptr);
+                top = std::min(top, marker.y);
             }
         }
     }
 
     SetRenderTarget(nullptr);
-    SDL_Rect onScreen = {0, 720 - ch, cw, ch};
-    canvas->blit(nullptr, &onScreen, 1, nullptr);
+    putCanvas(canvas, top, ch);
 }
 
 void waveformBar(double point, int centre, int* top, int* height) {
@@ -77,15 +98,17 @@ void paintWaveformFrame(ZelmorSurface* canvas, ZelmorSurface* sample, ZelmorSurf
 
     const int centre = (ch - fh) + fh / 2;
     int x = (cw - kWaveRowWidth) / 2 - (sw - kWaveBarPitch) / 2;
+    int highest = ch, lowest = 0;
     for (int i = 0; i < kWaveBars; ++i) {
         int top, height;
         waveformBar(points[i], centre, &top, &height);
         SDL_Rect bar = {x, top, sw, height};
         sample->blit(nullptr, &bar, 0, nullptr);
+        highest = std::min(highest, top);
+        lowest = std::max(lowest, top + height);
         x += kWaveBarPitch;
     }
 
     SetRenderTarget(nullptr);
-    SDL_Rect onScreen = {0, 720 - ch, cw, ch};
-    canvas->blit(nullptr, &onScreen, 1, nullptr);
+    putCanvas(canvas, highest, lowest);
 }
