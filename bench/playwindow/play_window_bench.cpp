@@ -77,6 +77,10 @@ std::string makeCovers(const char* tag, int size, bool jpeg) {
     return base;
 }
 
+long fileKb(const std::string& base, bool jpeg) {
+    return static_cast<long>(readFile(base + (jpeg ? "_a.jpg" : "_a.png")).size() / 1024);
+}
+
 void finishFrame() {
     // Reading one pixel makes the renderer finish the frame's work.
     Uint32 pixel;
@@ -123,7 +127,8 @@ void TrackChangeFrame(benchmark::State& state) {
         state.ResumeTiming();
         frameOnce(window);
     }
-    state.SetLabel(std::to_string(size) + (jpeg ? " JPEG" : " PNG") + (window.mCoverBlur ? "" : " NO BLUR"));
+    state.SetLabel(std::to_string(size) + (jpeg ? " JPEG " : " PNG ") + std::to_string(fileKb(base, jpeg)) + " KB" +
+                   (window.mCoverBlur ? "" : " NO BLUR"));
 }
 
 void ImgLoadAlone(benchmark::State& state) {

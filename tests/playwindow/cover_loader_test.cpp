@@ -78,7 +78,10 @@ TEST_F(ScreenTest, PngPixelsMatchSdlImageExactly) {
     SDL_FreeSurface(image);
     int width = 0, height = 0, reduction = 0;
     SDL_Surface* ours = zwDecodeImage(path.c_str(), &width, &height, &reduction);
-    SDL_Surface* reference = SDL_ConvertSurfaceFormat(IMG_Load(path.c_str()), SDL_PIXELFORMAT_ARGB8888, 0);
+    SDL_Surface* loaded = IMG_Load(path.c_str());
+    ASSERT_NE(loaded, nullptr);
+    SDL_Surface* reference = SDL_ConvertSurfaceFormat(loaded, SDL_PIXELFORMAT_ARGB8888, 0);
+    SDL_FreeSurface(loaded);
     ASSERT_TRUE(ours && reference);
     EXPECT_EQ(width, 301);
     EXPECT_EQ(reduction, 1);
