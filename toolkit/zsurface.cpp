@@ -42,6 +42,9 @@ int pickRenderDriver() {
 SDL_Surface* toArgb(SDL_Surface* surface) {
     if (!surface)
         return nullptr;
+    // The toolkit's own decoders already deliver ARGB8888: no copy.
+    if (surface->format->format == SDL_PIXELFORMAT_ARGB8888)
+        return surface;
     SDL_Surface* converted = SDL_ConvertSurfaceFormat(surface, SDL_PIXELFORMAT_ARGB8888, 0);
     SDL_FreeSurface(surface);
     return converted;
@@ -322,9 +325,12 @@ SDL_Surface* decodeJpeg(FILE* file, int* width, int* height, int* reduction) {
 // A whole PNG into an ARGB8888 surface: decoded as RGBA bytes, then the red and blue
 // bytes exchanged in place.
 SDL_Surface* decodePng(FILE* file) {
-    spng_ctx* context = spng_ctx_new(0);
+    // A damaged checksum still leaves a picture worth showing: the checks are skipped,
+    // while broken compressed data still fails the decode.
+    spng_ctx* context = spng_ctx_new(SPNG_CTX_IGNORE_ADLER32);
     if (!context)
         return nullptr;
+    spng_set_crc_action(context, SPNG_CRC_USE, SPNG_CRC_USE);
     SDL_Surface* image = nullptr;
     spng_ihdr header;
     size_t size = 0;
