@@ -12,7 +12,6 @@
 bool gCoverBackground = true;
 bool gVisualization = true;
 bool gBackgroundPlay = true;
-int s_curEffectIndex = 0;
 int gMusicVolume = 100;
 
 namespace {

@@ -1,10 +1,12 @@
 // The five user settings, read directly by the screens, and their JSON file.
 #pragma once
 
+// s_curEffectIndex, the selected visual effect, belongs to the effect catalogue.
+#include "visualiser/effect_catalogue.h"
+
 extern bool gCoverBackground;
 extern bool gVisualization;
 extern bool gBackgroundPlay;
-extern int s_curEffectIndex;
 extern int gMusicVolume;
 
 // Reads the configuration file once at start-up; a missing or broken file leaves the

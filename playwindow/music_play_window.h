@@ -41,6 +41,22 @@ public:
     // Loads the images of the selected visual effect into the canvas fields.
     void loadVis();
 
+private:
+    // Frame steps: a new track's cover and its blur, the visual effect, the bar.
+    void changeTrack(const std::string& path);
+    void makeCoverBlur();
+    void drawVisualiser();
+    void drawProgress(int percentage, bool focused, int y);
+    int focusedControl() const;
+    // Key steps.
+    int leaveResult() const;
+    void togglePlayback(const std::string& status);
+    void nextPlayMode();
+    void stepVolume(int delta);
+    void seekPress(int delta);
+
+public:
+
     ZelmorSurface* mCover;
     ZelmorSurface* mDefaultCover;
     ZelmorSurface* mCoverBlur;
@@ -108,3 +124,6 @@ public:
 // .bmp, .JPG, .PNG or .BMP, in that order), in a static 260-byte buffer; null when
 // there is none or the name does not fit.
 const char* getUserCoverPath(std::string path);
+
+// Colour of the screen's secondary texts (artist, times): white at half opacity.
+extern SDL_Color gListColorSubtxt2;

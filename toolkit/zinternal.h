@@ -36,9 +36,22 @@ public:
     bool mTarget;        // can be a render target
     bool mSoftwareEraser = false;
     void* mPixels = nullptr; // the block getPixels handed out last
+    // A large JPEG is decoded at 1/2, 1/4 or 1/8 of its size: the texture and mImage
+    // are that much smaller, while mWidth, mHeight and source rectangles keep the
+    // image's own size.
+    int mReduction = 1;
 };
 
 ZwSurface* zwSurfaceFromImage(SDL_Surface* image);
+// An image decoded at 1/reduction of its own size width x height.
+ZwSurface* zwSurfaceFromReducedImage(SDL_Surface* image, int width, int height, int reduction);
+// Decodes an image file as an ARGB8888 surface: JPEG through libjpeg-turbo at the
+// largest reduced scale whose smaller side stays at least the screen's height, PNG
+// through libspng, anything else (or anything those refuse) through SDL_image.
+// *width and *height receive the image's own size, *reduction the scale's divisor.
+SDL_Surface* zwDecodeImage(const char* path, int* width, int* height, int* reduction);
+// The divisor (1, 2, 4 or 8) at which a JPEG of w x h is decoded.
+int zwJpegReduction(int w, int h);
 ZwSurface* zwCurrentTarget();
 void zwReleaseTextCache();
 // Lines rendered from glyphs so far; cached lines do not count.

@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
     cmake g++ make pkg-config
     libsdl2-dev libsdl2-ttf-dev libsdl2-image-dev
-    libfftw3-dev libcjson-dev
+    libfftw3-dev libcjson-dev libjpeg62-turbo-dev libspng-dev
     libgtest-dev libbenchmark-dev
     clang libclang-rt-14-dev
     fonts-wqy-microhei fonts-dejavu-core

@@ -157,6 +157,9 @@ spectrum("fft2", "#5ce1e6", "#1d6fe0", "#e8fbff")
 svg("vis/wave1/sample.png", 10, 64, f'<rect width="10" height="64" rx="5" fill="url(#w)"/>',
     gradient("w", [(0, ACCENT_SOFT, 1), (0.5, ACCENT, 1), (1, ACCENT_SOFT, 1)]))
 svg("vis/wave1/bg.png", 1280, 720, '<rect width="1280" height="720" fill="url(#v)"/>', VEIL)
+# Never drawn by the waveform, only measured: its height puts the centre line 120 pixels
+# above the bottom edge, under the controls, where the spectrum's bars stand.
+svg("vis/wave1/fg.png", 1200, 240, '<rect width="1200" height="240" fill="#000" fill-opacity="0"/>')
 
 
 def main():

@@ -1,0 +1,37 @@
+// The two painters of the visual effects. Each paints one frame into the effect's
+// 1280x720 canvas from the effect's images and the numbers the caller copied for this
+// frame, then puts the canvas on the screen's bottom edge. A missing image the painter
+// needs leaves the frame without a canvas; the caller draws everything else as usual.
+#pragma once
+
+#include "zwindow.h"
+
+// Spectrum constants: a band value of 6.0 raises the mask by the whole height of the
+// foreground image.
+constexpr int kVisBands = 48;
+constexpr double kVisFullScale = 6.0;
+// Waveform constants: 80 bars, 15 pixels apart, 1200 pixels wide in all.
+constexpr int kWaveBars = 80;
+constexpr int kWaveBarPitch = 15;
+constexpr int kWaveRowWidth = 1200;
+constexpr double kWaveGain = 384.0;
+
+// The blend mode of the spectrum's eraser: colour = dst * dst, alpha = dstA * dstA -
+// srcA * srcA. Opaque pixels of the mask cut holes into what the canvas holds.
+int visEraserBlendMode();
+
+// The lit foreground centred on the canvas's bottom edge, cut by one stamp of the mask
+// per band, raised by the band's value, each followed by its peak marker (peak may be
+// null). values and peaks hold kVisBands elements. Paints nothing when canvas, fg or
+// mask is null.
+void paintSpectrumFrame(ZelmorSurface* canvas, ZelmorSurface* fg, ZelmorSurface* mask, ZelmorSurface* peak,
+                        const double* values, const double* peaks);
+
+// 80 bars of the sample image, growing up and down from a centre line, from the first
+// 240 of the 2048 samples in wave (scaled to [-1, 1)). fg, when set, only places the
+// centre line. Paints nothing when canvas or sample is null.
+void paintWaveformFrame(ZelmorSurface* canvas, ZelmorSurface* sample, ZelmorSurface* fg, const double* wave);
+
+// Bar height and top of one waveform point, from the sum of its two samples; split out
+// so that the rounding is tested.
+void waveformBar(double point, int centre, int* top, int* height);
