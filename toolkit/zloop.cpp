@@ -25,6 +25,11 @@ void setZelmorWindowFps(int fps, int maxFps) {
 
 int wait_event(SDL_Event* out) {
     zwStartGamepads();
+    // Without this SDL's poll reports an empty queue once per pump, so that a key pushed
+    // just before the frame would wait for the next one.
+    // SDL_Quit clears hints, so it is set again whenever it is missing.
+    if (!SDL_GetHint(SDL_HINT_POLL_SENTINEL))
+        SDL_SetHint(SDL_HINT_POLL_SENTINEL, "0");
     const Uint32 deadline = sFrameStart + static_cast<Uint32>(sFrameMs);
     for (;;) {
         Uint32 now = SDL_GetTicks();
