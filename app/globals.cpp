@@ -6,6 +6,10 @@ std::vector<ZelmorWindow*> gUIWindows;
 ShmInfo gShmInfo = {nullptr, 0};
 char* gThemePath = nullptr;
 SDL_Joystick* gJoystick = nullptr;
+ZelmorSurface* gIconAudio = nullptr;
+ZelmorSurface* gIsPlaying = nullptr;
+ZelmorSurface* gIsPaused = nullptr;
+SDL_Color gListColorSubtxt2 = {255, 255, 255, 128};
 
 void initJoyStick() {
     if (gJoystick) {

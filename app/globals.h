@@ -11,3 +11,10 @@
 extern std::vector<ZelmorWindow*> gUIWindows;
 // The last gamepad that initJoyStick opened.
 extern SDL_Joystick* gJoystick;
+// Row icons of a music file, of the file that plays and of the file that is paused;
+// loaded at start-up, null when an image is missing.
+extern ZelmorSurface* gIconAudio;
+extern ZelmorSurface* gIsPlaying;
+extern ZelmorSurface* gIsPaused;
+// Secondary text on the now-playing screen: white, half transparent.
+extern SDL_Color gListColorSubtxt2;
