@@ -7,6 +7,7 @@
 #include "service/commands.h"
 #include "service/wire.h"
 #include "status/music_status.h"
+#include "visualiser/spectrum.h"
 #include "zcommon.h"
 #include "zwindow.h"
 
@@ -171,6 +172,9 @@ int mp_main(int argc, char** argv) {
 
     sMusicThreadRunning.store(true, std::memory_order_release);
     pthread_create(&sMusicThread, nullptr, music_thread, nullptr);
+    // The spectrum's transform plan is measured once, in the background, so that the
+    // first now-playing screen shows its analysis without that wait.
+    prewarmVisualizer();
     usleep(100000);
 
     StartState state;
