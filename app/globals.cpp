@@ -13,6 +13,7 @@ std::string gUserPath;
 std::string gUserFile;
 std::string sLastPlayPath;
 std::string sLastPlayDir;
+SDL_Color gListColorSubtxt2 = {255, 255, 255, 128};
 
 void initJoyStick() {
     if (gJoystick) {

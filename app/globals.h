@@ -26,3 +26,5 @@ extern std::string gUserFile;
 // The last file and directory this process told the service to play.
 extern std::string sLastPlayPath;
 extern std::string sLastPlayDir;
+// Secondary text on the now-playing screen: white, half transparent.
+extern SDL_Color gListColorSubtxt2;

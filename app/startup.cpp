@@ -1,12 +1,23 @@
 #include "app/startup.h"
 
+#include "app/config.h"
+#include "app/globals.h"
+#include "app/language_table.h"
 #include "base/device_paths.h"
 #include "service/commands.h"
 #include "service/wire.h"
+#include "status/music_status.h"
+#include "visualiser/spectrum.h"
 #include "zcommon.h"
+#include "zwindow.h"
 
+#include <SDL2/SDL_ttf.h>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
 #include <getopt.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -51,6 +62,65 @@ void singleFileStart(StartState* state) {
     state->played = true;
 }
 
+namespace {
+
+pthread_t sMusicThread;
+
+// Sends the stored volume; the service is never asked for 0.
+void sendStoredVolume() {
+    if (gMusicVolume < 1) {
+        setvolume(1);
+        tprintf("volume handler setvolume 1\n");
+    } else {
+        setvolume(gMusicVolume);
+        tprintf("volume handler setvolume %d\n", gMusicVolume);
+    }
+}
+
+// The last frame: the shutdown text over the background.
+void drawQuittingFrame() {
+    if (!gBackground)
+        return;
+    for (int i = 0; i < 2; ++i) {
+        gBackground->blit(nullptr, nullptr, 1, nullptr);
+        DrawString(gListFontTxt, SDL_Rect{0, 0, 1280, 720}, getLangStr(3), gListColorTxt, 1, false, false);
+        ScreenUpdateAndFlip();
+    }
+}
+
+void closeSdlAndTtf() {
+    tprintf("cleanup close ttf\n");
+    TTF_Quit();
+    tprintf("cleanup close sdl\n");
+    SDL_Quit();
+    tprintf("quit\n");
+}
+
+int shutdownPlayer() {
+    drawQuittingFrame();
+    sMusicThreadRunning.store(false, std::memory_order_release);
+    pthread_join(sMusicThread, nullptr);
+    uninit_shared_skin();
+    for (ZelmorSurface** icon : {&gIconAudio, &gIsPlaying, &gIsPaused}) {
+        delete *icon;
+        *icon = nullptr;
+    }
+    ScreenUninit();
+    if (gJoystick)
+        SDL_JoystickClose(gJoystick);
+    rx_wifi_monitor_stop();
+    savePlayerConfig();
+    // The monitor has been joined: the record needs no lock any more.
+    if (sMusicPlayingStatus.status == "playing" && !gBackgroundPlay)
+        pause();
+    free(gThemePath);
+    gThemePath = nullptr;
+    closeSdlAndTtf();
+    return 0;
+}
+
+} // namespace
+
 int mp_main(int argc, char** argv) {
     parseCommandLine(argc, argv);
     initLogger(1);
@@ -58,9 +128,58 @@ int mp_main(int argc, char** argv) {
         mkdir(gUserPath.c_str(), 0777);
     tprintf("start %ld\n", systemms());
 
+    // Opened for the platform and left open for the life of the process.
+    (void)open(MP_DISP_DEVICE, O_RDWR | O_CLOEXEC);
+    if (SDL_Init(SDL_INIT_TIMER | SDL_INIT_VIDEO | SDL_INIT_JOYSTICK) < 0) {
+        tprintf("Couldn't initialize SDL: %s\n", SDL_GetError());
+        return 2;
+    }
+    tprintf("ttf inited\n");
+    if (TTF_Init() < 0) {
+        tprintf("Couldn't initialize TTF: %s\n", SDL_GetError());
+        SDL_Quit();
+        return 2;
+    }
+    initJoyStick();
+    SDL_ShowCursor(0);
+    tprintf("sdl inited\n");
+    if (ScreenInit(1280, 720, 32, 0) == 0) {
+        tprintf("Couldn't set video mode in UI: %s\n", SDL_GetError());
+        ScreenUninit();
+        closeSdlAndTtf();
+        exit(2);
+    }
+    appendDefaultStrings();
+    rx_wifi_monitor_start();
+    loadPlayerConfig();
+    tprintf("screen inited\n");
+    InitKeyShm(&gShmInfo);
+    loadSystemState(&gShmInfo, nullptr);
+    if (!gThemePath)
+        gThemePath = strdup("./");
+    init_shared_skin();
+    gListColorSubtxt2 = SDL_Color{255, 255, 255, 128};
+    gIconAudio = LoadZelmorSurface(gThemePath, "./", "skin/ic-video.png");
+    gIsPlaying = LoadZelmorSurface(gThemePath, "./", "skin/ic-playing.png");
+    gIsPaused = LoadZelmorSurface(gThemePath, "./", "skin/ic-paused.png");
+    initLang();
+    sendStoredVolume();
+
+    sMusicThreadRunning.store(true, std::memory_order_release);
+    pthread_create(&sMusicThread, nullptr, music_thread, nullptr);
+    // The spectrum's transform plan is measured once, in the background, so that the
+    // first now-playing screen shows its analysis without that wait.
+    prewarmVisualizer();
+    usleep(100000);
+
     StartState state;
     singleFileStart(&state);
     state.listType = getCurrentListType();
+    resumeDecision(&state);
     fetchFavoriteList();
-    return 0;
+    pushStartScreens(state);
+
+    tprintf("runWindows %ld\n", systemms());
+    runWindows(gUIWindows);
+    return shutdownPlayer();
 }

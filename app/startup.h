@@ -1,4 +1,6 @@
-// Start-up of the program: the command line and the first conversation with the service.
+// The life of the process: the command line, the first conversation with the service,
+// the set-up of SDL, the screen, the strings, the configuration and the skin, the window
+// loop, and the orderly shutdown with its decision about the music.
 #pragma once
 
 #include <string>
@@ -25,4 +27,13 @@ void parseCommandLine(int argc, char** argv);
 // Makes the service play gUserFile in its directory, when one was named.
 void singleFileStart(StartState* state);
 
+// Without a file played by -f: whether the service plays (a paused track does not
+// count) and what it has open.
+void resumeDecision(StartState* state);
+
+// The library at the bottom of gUIWindows, opened in the current track's folder, and
+// the now-playing screen on top of it when music plays.
+void pushStartScreens(const StartState& state);
+
+// The whole process; its exit status.
 int mp_main(int argc, char** argv);

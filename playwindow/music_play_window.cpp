@@ -12,10 +12,6 @@
 #include <cstdlib>
 #include <unistd.h>
 
-// Secondary text of the screen (artist, times): white at half opacity. Start-up sets it
-// again with the rest of the skin's colours.
-SDL_Color gListColorSubtxt2 = {255, 255, 255, 128};
-
 namespace {
 
 constexpr int kTitleMusic = 8;

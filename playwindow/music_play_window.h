@@ -124,6 +124,3 @@ public:
 // .bmp, .JPG, .PNG or .BMP, in that order), in a static 260-byte buffer; null when
 // there is none or the name does not fit.
 const char* getUserCoverPath(std::string path);
-
-// Colour of the screen's secondary texts (artist, times): white at half opacity.
-extern SDL_Color gListColorSubtxt2;

@@ -4,6 +4,7 @@
 #include "playwindow/music_play_window.h"
 
 #include "app/config.h"
+#include "app/globals.h"
 #include "base/device_paths.h"
 #include "playwindow/fast_gaussian_blur.h"
 #include "playwindow/play_window_internal.h"

@@ -74,37 +74,3 @@ TEST_F(StartupTest, SingleFilePlaysInItsDirectoryOrTheLibrary) {
                           request("set_play_dir", "/x/y"), request("play_file_in_dir", "/x/y/song.flac"),
                           request("set_play_dir", "/media/lib"), request("play_file_in_dir", "song.flac")}));
 }
-
-namespace {
-
-int runPlayer(const std::string& args) {
-    int status = system((std::string(MP_PLAYER_BINARY) + " " + args + " >/dev/null 2>&1").c_str());
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-} // namespace
-
-TEST(PlayerBinary, WithoutServiceExitsZero) {
-    EXPECT_EQ(runPlayer("-f /x/y/song.flac"), 0);
-}
-
-// The four requests in order; the -d directory is created while -f chooses the library
-// root.
-TEST(PlayerBinary, SingleFileStartSendsTheFourRequestsInOrder) {
-    std::string library = "/tmp/mp-test-startup-" + std::to_string(getpid()) + "-lib";
-    rmdir(library.c_str());
-    FakeService service;
-    ASSERT_TRUE(service.start());
-    service.script("get_current_list_type", Reply{ReplyKind::Json, "{\"listtype\": 1}"});
-    service.script("get_favorite_list", Reply{ReplyKind::Json, "{\"list\": []}"});
-    EXPECT_EQ(runPlayer("-d " + library + " -f /x/y/song.flac"), 0);
-    auto frames = service.frames();
-    ASSERT_EQ(frames.size(), 4u);
-    EXPECT_EQ(frames[0].body, request("set_play_dir", "/x/y"));
-    EXPECT_EQ(frames[1].body, request("play_file_in_dir", "/x/y/song.flac"));
-    EXPECT_EQ(frames[2].body, request("get_current_list_type"));
-    EXPECT_EQ(frames[3].body, request("get_favorite_list"));
-    struct stat info;
-    EXPECT_TRUE(stat(library.c_str(), &info) == 0 && S_ISDIR(info.st_mode));
-    rmdir(library.c_str());
-}

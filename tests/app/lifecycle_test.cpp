@@ -1,0 +1,144 @@
+// The whole process as the service and the file system see it: the real binary, headless,
+// against the service double, ended as the desktop ends it (SIGTERM, which SDL turns
+// into the window's close).
+#include "base/device_paths.h"
+#include "fake_service.h"
+#include "scratch_dir.h"
+#include "wait_until.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+class LifecycleTest : public testing::Test {
+protected:
+    void SetUp() override {
+        removeTree(MP_SERVICE_DIR);
+        makeDirs(MP_SERVICE_DIR);
+        makeDirs(MP_DEVICE_ROOT "/mnt/UDISK");
+        removeTree(MP_CONFIG_FILE);
+        removeTree(MP_STAY_ALIVE_FILE);
+        makeDirs(MP_MUSIC_ROOT "/album");
+        service.script("get_current_list_type", Reply{ReplyKind::Json, "{\"listtype\": 1}"});
+        service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": 0}"});
+        service.script("get_favorite_list", Reply{ReplyKind::Json, "{\"list\": []}"});
+        service.script("set_play_dir", Reply{ReplyKind::Json, "{}"});
+        ASSERT_TRUE(service.start());
+    }
+    void TearDown() override {
+        if (mPid > 0) {
+            kill(mPid, SIGKILL);
+            waitpid(mPid, nullptr, 0);
+        }
+    }
+    // Starts the player in the application folder (the checkout, with its skin).
+    void start(std::vector<std::string> args, const char* videoDriver = "dummy") {
+        mLog = mDir.path() + "/stderr.txt";
+        mPid = fork();
+        ASSERT_GE(mPid, 0);
+        if (mPid == 0) {
+            setenv("SDL_VIDEODRIVER", videoDriver, 1);
+            int fd = open(mLog.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            dup2(fd, STDERR_FILENO);
+            dup2(fd, STDOUT_FILENO);
+            if (chdir(MP_TEST_SOURCE_DIR) != 0)
+                _exit(127);
+            std::vector<char*> argv = {const_cast<char*>(MP_PLAYER_BINARY)};
+            for (auto& arg : args)
+                argv.push_back(&arg[0]);
+            argv.push_back(nullptr);
+            execv(MP_PLAYER_BINARY, argv.data());
+            _exit(127);
+        }
+    }
+    bool logged(const std::string& text) { return readFile(mLog).find(text) != std::string::npos; }
+    // Ends the player as closing its window does; its exit status, or -1.
+    int quit() {
+        kill(mPid, SIGTERM);
+        int status = 0;
+        bool ended = waitUntil([&] { return waitpid(mPid, &status, WNOHANG) == mPid; });
+        mPid = -1;
+        return ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    int count(const std::string& word) {
+        int n = 0;
+        for (const auto& cmd : service.commands())
+            n += cmd == word;
+        return n;
+    }
+    FakeService service;
+    ScratchDir mDir{"lifecycle"};
+    std::string mLog;
+    pid_t mPid = -1;
+};
+
+} // namespace
+
+TEST_F(LifecycleTest, StartOrderOnTheWireAndAWholeConfigurationAtShutdown) {
+    writeFile(MP_CONFIG_FILE, "{\"music_volume\": 0, \"background_play\": 1}");
+    writeFile(MP_STATUS_FILE, "{\"filename\": \"\", \"status\": \"stopped\"}");
+    std::string created = mDir.path() + "/made-by-d";
+    start({"-d", created, "-f", MP_MUSIC_ROOT "/album/song.flac"});
+    ASSERT_TRUE(waitUntil([&] { return logged("runWindows "); })) << readFile(mLog);
+    auto commands = service.commands();
+    // The stored volume of 0 goes out as 1; then the single file in its folder, the list
+    // type and the favourites, in that order.
+    std::vector<std::string> expected = {"set_volume", "set_play_dir", "play_file_in_dir", "get_current_list_type",
+                                         "get_favorite_list"};
+    ASSERT_GE(commands.size(), expected.size());
+    EXPECT_EQ(std::vector<std::string>(commands.begin(), commands.begin() + 5), expected);
+    EXPECT_NE(service.frames()[0].body.find("\"volume\":\t1"), std::string::npos) << service.frames()[0].body;
+    EXPECT_TRUE(logged("volume handler setvolume 1\n"));
+    EXPECT_EQ(access(created.c_str(), F_OK), 0) << "the -d folder is created, though -f chose the root";
+    EXPECT_EQ(quit(), 0) << readFile(mLog);
+    EXPECT_EQ(count("pause"), 0) << "background play keeps the music going";
+    // The now-playing screen found no effects folder under this device root: the index
+    // ends at -1, and the stored volume of 0 goes back unchanged.
+    EXPECT_EQ(readFile(MP_CONFIG_FILE), "{\n\t\"cover_as_background\":\t1,\n\t\"music_visualization\":\t1,\n"
+                                        "\t\"background_play\":\t1,\n\t\"visualization_index\":\t-1,\n"
+                                        "\t\"music_volume\":\t0\n}");
+    EXPECT_TRUE(logged("cleanup close ttf\ncleanup close sdl\nquit\n"));
+}
+
+TEST_F(LifecycleTest, APlayingServiceOpensTheNowPlayingScreenAndIsPausedAtShutdown) {
+    writeFile(MP_CONFIG_FILE, "{\"background_play\": 0}");
+    writeFile(MP_STATUS_FILE, "{\"filename\": \"" MP_MUSIC_ROOT "/album/a.flac\", \"status\": \"playing\"}");
+    start({});
+    ASSERT_TRUE(waitUntil([&] { return logged("runWindows "); })) << readFile(mLog);
+    EXPECT_TRUE(logged("listtype 1, played 1, status playing\n"));
+    // The now-playing screen writes the stay-alive marker and asks for the play mode on
+    // every frame.
+    EXPECT_TRUE(waitUntil([&] { return count("get_play_mode") >= 2; }));
+    EXPECT_EQ(access(MP_STAY_ALIVE_FILE, F_OK), 0);
+    EXPECT_EQ(quit(), 0) << readFile(mLog);
+    EXPECT_EQ(count("pause"), 1) << "background play off: one pause at shutdown";
+}
+
+TEST_F(LifecycleTest, APausedServiceLeavesTheLibraryAlone) {
+    writeFile(MP_STATUS_FILE, "{\"filename\": \"" MP_MUSIC_ROOT "/album/a.flac\", \"status\": \"paused\"}");
+    start({});
+    ASSERT_TRUE(waitUntil([&] { return logged("runWindows "); })) << readFile(mLog);
+    EXPECT_TRUE(logged("played 0, status paused\n"));
+    EXPECT_NE(access(MP_STAY_ALIVE_FILE, F_OK), 0) << "no now-playing screen was made";
+    EXPECT_EQ(quit(), 0);
+    EXPECT_EQ(count("pause"), 0);
+    EXPECT_EQ(count("get_play_mode"), 0);
+}
+
+TEST_F(LifecycleTest, NoVideoEndsWithStatusTwo) {
+    start({}, "no-such-driver");
+    int status = 0;
+    ASSERT_TRUE(waitUntil([&] { return waitpid(mPid, &status, WNOHANG) == mPid; }));
+    mPid = -1;
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 2);
+    EXPECT_TRUE(logged("Couldn't initialize SDL: ")) << readFile(mLog);
+}
