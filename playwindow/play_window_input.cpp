@@ -6,6 +6,8 @@
 
 #include "app/config.h"
 #include "app/globals.h"
+#include "popups/popup_menu.h"
+#include "service/transport_actions.h"
 #include "base/device_paths.h"
 #include "playwindow/play_window_internal.h"
 #include "service/commands.h"
@@ -215,8 +217,7 @@ int MusicPlayWindow::eventHandling() {
     case kKeyMenu:
         if (suspended())
             return 0;
-        // POPUP MENU: not wired yet. It opens with
-        // openPopupMenu(play_pause_player_in_playwindow, nullptr) once the popups exist.
+        openPopupMenu(play_pause_player_in_playwindow, nullptr);
         return 0;
     case kKeyL:
         noarg_cmd("previous");

@@ -172,3 +172,29 @@ TEST_F(PlayKeys, PreviousAndNextResetTheTimeLabels) {
     EXPECT_EQ(window.mDuration, 0);
     ASSERT_TRUE(waitUntil([&] { return count("next") == 1; }));
 }
+
+TEST_F(PlayKeys, MenuKeyOpensThePopupWhosePlayPauseRowTogglesThisScreensTrack) {
+    MusicPlayWindow window(1, true, false);
+    gUIWindows = {&library, &window};
+    gWinList = &gUIWindows;
+    EXPECT_EQ(press(window, SDLK_m), 0);
+    ASSERT_EQ(gUIWindows.size(), 3u);
+    ZelmorWindow* popup = gUIWindows.back();
+    EXPECT_TRUE(popup->isFloating());
+    // The third of five rows is play and pause; the track plays, so it pauses it.
+    int result = 0;
+    for (SDL_Keycode key : {SDLK_DOWN, SDLK_DOWN, SDLK_RETURN}) {
+        SDL_Event down = {};
+        down.type = SDL_KEYDOWN;
+        down.key.keysym.sym = key;
+        SDL_PushEvent(&down);
+        ASSERT_TRUE(waitUntil([&] { return (result = popup->eventHandling()) != 0 || key != SDLK_RETURN; }));
+        down.type = SDL_KEYUP;
+        SDL_PushEvent(&down);
+    }
+    EXPECT_EQ(result, kWinResultClose);
+    ASSERT_TRUE(waitUntil([&] { return count("pause") == 1; }));
+    delete popup;
+    gUIWindows.pop_back();
+    gWinList = nullptr;
+}
