@@ -1,5 +1,7 @@
-// The main of the benchmarks that draw: a headless screen (dummy video driver unless the
-// environment names another) with the skin loaded from the checkout, for the whole run.
+// The main of the benchmarks that draw: the program's heap policy, and a headless screen
+// (dummy video driver unless the environment names another) with the skin loaded from
+// the checkout, for the whole run.
+#include "base/heap_policy.h"
 #include "zcommon.h"
 #include "zwindow.h"
 
@@ -9,6 +11,7 @@
 #include <cstdlib>
 
 int main(int argc, char** argv) {
+    keepFreedHeapForReuse(); // as the program does
     setenv("SDL_VIDEODRIVER", "dummy", 0);
     tprintfToStderr(false);
     if (SDL_Init(SDL_INIT_VIDEO | SDL_INIT_TIMER) != 0 || TTF_Init() != 0 || !ScreenInit(1280, 720, 32, 0))
