@@ -153,6 +153,13 @@ void runWindows(std::vector<ZelmorWindow*>& windows) {
     while (runWindowsStep(windows) != kWinResultQuit) {
     }
     sQuitRequested = false;
+    // The loop owns the windows it was given: those left on the stack go with it, top
+    // first, so that each finds the ones beneath it still there.
+    while (!windows.empty()) {
+        ZelmorWindow* top = windows.back();
+        windows.pop_back();
+        delete top;
+    }
     for (ZelmorWindow* window : sPopupQueue)
         delete window;
     sPopupQueue.clear();

@@ -92,6 +92,7 @@ public:
 };
 
 // Window loop.
+// Runs the loop until a window quits; the windows left on the stack are deleted then.
 void runWindows(std::vector<ZelmorWindow*>& windows);
 int wait_event(SDL_Event* event);
 void add2PopupList(ZelmorWindow* window);
