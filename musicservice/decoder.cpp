@@ -73,6 +73,12 @@ int prepareResampler(Decoder* d, const AVFrame* frame) {
     AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
     int result = swr_alloc_set_opts2(&d->resampler, &stereo, AV_SAMPLE_FMT_S16, kOutputRate, &layout,
                                      static_cast<AVSampleFormat>(frame->format), frame->sample_rate, 0, nullptr);
+    // A mono file plays at its own level on both sides, not 3 dB down as a centre
+    // channel spread over two would be.
+    if (result >= 0 && layout.nb_channels == 1) {
+        const double both[2] = {1.0, 1.0};
+        result = swr_set_matrix(d->resampler, both, 1);
+    }
     if (result >= 0)
         result = swr_init(d->resampler);
     if (result < 0) {

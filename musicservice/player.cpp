@@ -52,7 +52,7 @@ struct Source {
 
 // Shared between the command side, the decode thread and the status: under sLock.
 pthread_mutex_t sLock = PTHREAD_MUTEX_INITIALIZER;
-pthread_cond_t sWake;
+pthread_cond_t sWake = PTHREAD_COND_INITIALIZER;
 std::deque<Command> sCommands;
 std::deque<Mark> sMarks;
 PlayerState sState = kPlayerStopped;
@@ -546,6 +546,7 @@ int playerStart(const PlayerOptions& options) {
     pthread_condattr_t attributes;
     pthread_condattr_init(&attributes);
     pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+    pthread_cond_destroy(&sWake);
     pthread_cond_init(&sWake, &attributes);
     pthread_condattr_destroy(&attributes);
 

@@ -15,7 +15,7 @@ constexpr long kTapPeriodMs = 25;
 constexpr long kStatusPeriodMs = 100;
 
 pthread_mutex_t sReportLock = PTHREAD_MUTEX_INITIALIZER;
-pthread_cond_t sReportWake;
+pthread_cond_t sReportWake = PTHREAD_COND_INITIALIZER;
 bool sReportRunning = false;
 bool sKicked = false;
 pthread_t sReportThread;
@@ -101,6 +101,7 @@ int reporterStart() {
     pthread_condattr_t attributes;
     pthread_condattr_init(&attributes);
     pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+    pthread_cond_destroy(&sReportWake);
     pthread_cond_init(&sReportWake, &attributes);
     pthread_condattr_destroy(&attributes);
     sReportRunning = true;
