@@ -79,11 +79,11 @@ int main(int argc, char** argv) {
     }
     PlayerOptions options;
     options.recordPath = recordPath;
+    playerSetChangeHook(reporterKick);
     if (playerStart(options) < 0) {
         fprintf(stderr, "musicservice: cannot start playback\n");
         return 1;
     }
-    playerSetChangeHook(reporterKick);
     if (reporterStart() < 0) {
         fprintf(stderr, "musicservice: cannot start the reporter\n");
         playerShutdown();

@@ -52,7 +52,18 @@ struct Source {
 
 // Shared between the command side, the decode thread and the status: under sLock.
 pthread_mutex_t sLock = PTHREAD_MUTEX_INITIALIZER;
-pthread_cond_t sWake = PTHREAD_COND_INITIALIZER;
+pthread_cond_t sWake;
+pthread_once_t sWakeOnce = PTHREAD_ONCE_INIT;
+
+// The condition waits on the monotonic clock, so that a change of the wall clock never
+// stretches a wait. Made once, before the first use from any thread.
+void wakeInit() {
+    pthread_condattr_t attributes;
+    pthread_condattr_init(&attributes);
+    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+    pthread_cond_init(&sWake, &attributes);
+    pthread_condattr_destroy(&attributes);
+}
 std::deque<Command> sCommands;
 std::deque<Mark> sMarks;
 PlayerState sState = kPlayerStopped;
@@ -499,6 +510,7 @@ void* decodeThread(void*) {
 }
 
 void post(Command command) {
+    pthread_once(&sWakeOnce, wakeInit);
     pthread_mutex_lock(&sLock);
     sCommands.push_back(std::move(command));
     sHasCommand.store(true, std::memory_order_release);
@@ -543,12 +555,7 @@ int playerStart(const PlayerOptions& options) {
     }
     tprintf("musicservice: audio through %s\n", SDL_GetCurrentAudioDriver());
 
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    pthread_cond_destroy(&sWake);
-    pthread_cond_init(&sWake, &attributes);
-    pthread_condattr_destroy(&attributes);
+    pthread_once(&sWakeOnce, wakeInit);
 
     pthread_mutex_lock(&sLock);
     sRunning = true;
@@ -562,6 +569,7 @@ int playerStart(const PlayerOptions& options) {
 }
 
 void playerShutdown() {
+    pthread_once(&sWakeOnce, wakeInit);
     if (sThreadStarted) {
         pthread_mutex_lock(&sLock);
         sRunning = false;
@@ -606,6 +614,7 @@ void playerStop() {
 void playerSeek(int64_t ms) {
     if (ms < 0)
         ms = 0;
+    pthread_once(&sWakeOnce, wakeInit);
     pthread_mutex_lock(&sLock);
     // The status shows the target at once; the decode thread gets there shortly.
     if (sState != kPlayerStopped && sLastInfo) {

@@ -333,6 +333,13 @@ int playlistPlayingIndex() {
     return index;
 }
 
+std::string playlistFavoritesFile() {
+    pthread_mutex_lock(&sListLock);
+    std::string file = listFile("favorite.m3u");
+    pthread_mutex_unlock(&sListLock);
+    return file;
+}
+
 int playlistFavorites(std::vector<std::string>* paths) {
     pthread_mutex_lock(&sListLock);
     std::string file = listFile("favorite.m3u");

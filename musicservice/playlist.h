@@ -66,7 +66,9 @@ int playlistCurrentType();
 int playlistPlayingCount();
 int playlistPlayingIndex();
 
-// The favourites as their file holds them now: their count (0 without a file).
+// The favourites' file, and the favourites as it holds them now: their count (0
+// without a file).
+std::string playlistFavoritesFile();
 int playlistFavorites(std::vector<std::string>* paths);
 // The recent list, newest first.
 std::vector<std::string> playlistRecent();

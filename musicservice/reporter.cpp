@@ -15,7 +15,18 @@ constexpr long kTapPeriodMs = 25;
 constexpr long kStatusPeriodMs = 100;
 
 pthread_mutex_t sReportLock = PTHREAD_MUTEX_INITIALIZER;
-pthread_cond_t sReportWake = PTHREAD_COND_INITIALIZER;
+pthread_cond_t sReportWake;
+pthread_once_t sReportWakeOnce = PTHREAD_ONCE_INIT;
+
+// The condition waits on the monotonic clock, so that a change of the wall clock never
+// stretches a wait. Made once, before the first use from any thread.
+void reportWakeInit() {
+    pthread_condattr_t attributes;
+    pthread_condattr_init(&attributes);
+    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+    pthread_cond_init(&sReportWake, &attributes);
+    pthread_condattr_destroy(&attributes);
+}
 bool sReportRunning = false;
 bool sKicked = false;
 pthread_t sReportThread;
@@ -98,12 +109,7 @@ void* reporterThread(void*) {
 } // namespace
 
 int reporterStart() {
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    pthread_cond_destroy(&sReportWake);
-    pthread_cond_init(&sReportWake, &attributes);
-    pthread_condattr_destroy(&attributes);
+    pthread_once(&sReportWakeOnce, reportWakeInit);
     sReportRunning = true;
     if (pthread_create(&sReportThread, nullptr, reporterThread, nullptr) != 0) {
         sReportRunning = false;
@@ -133,6 +139,7 @@ void reporterStop() {
 }
 
 void reporterKick() {
+    pthread_once(&sReportWakeOnce, reportWakeInit);
     pthread_mutex_lock(&sReportLock);
     sKicked = true;
     pthread_cond_signal(&sReportWake);

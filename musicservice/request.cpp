@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <sys/stat.h>
 #include <vector>
 
 namespace {
@@ -165,17 +166,35 @@ void appendJsonString(std::string* out, const std::string& text) {
     out->push_back('"');
 }
 
+// The last favourites answer and the state of the file it was made from: the list is
+// read and written out again only when the file has changed.
+std::string sFavoritesReply;
+struct stat sFavoritesStat;
+bool sFavoritesCached = false;
+
+bool sameFile(const struct stat& a, const struct stat& b) {
+    return a.st_ino == b.st_ino && a.st_dev == b.st_dev && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
 int favoriteList(const Argument&, std::string* reply) {
-    // Written out directly: a list of thousands answers in a moment, without a tree.
-    std::vector<std::string> paths;
-    playlistFavorites(&paths);
-    reply->assign("{\"list\":[");
-    for (size_t i = 0; i < paths.size(); ++i) {
-        reply->append(i ? ",{\"path\":" : "{\"path\":");
-        appendJsonString(reply, paths[i]);
-        reply->push_back('}');
+    struct stat now;
+    bool exists = stat(playlistFavoritesFile().c_str(), &now) == 0;
+    if (!exists || !sFavoritesCached || !sameFile(now, sFavoritesStat)) {
+        // Written out directly: a list of thousands answers in a moment, without a tree.
+        std::vector<std::string> paths;
+        playlistFavorites(&paths);
+        sFavoritesReply.assign("{\"list\":[");
+        for (size_t i = 0; i < paths.size(); ++i) {
+            sFavoritesReply.append(i ? ",{\"path\":" : "{\"path\":");
+            appendJsonString(&sFavoritesReply, paths[i]);
+            sFavoritesReply.push_back('}');
+        }
+        sFavoritesReply.append("]}");
+        sFavoritesCached = exists;
+        sFavoritesStat = now;
     }
-    reply->append("]}");
+    *reply = sFavoritesReply;
     return 1;
 }
 

@@ -64,7 +64,8 @@ protected:
         ASSERT_EQ(startMusicService(&mService), 0) << serviceLog(mService);
     }
     void TearDown() override {
-        stopMusicService(&mService);
+        int status = stopMusicService(&mService);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
         if (HasFailure())
             std::cerr << serviceLog(mService);
     }
@@ -74,9 +75,14 @@ protected:
         ASSERT_TRUE(waitForStatus(
             [&](const MusicPlayingStatus& s) { return s.filename == path && s.status == "playing"; }, kWaitMs, &mRecord));
     }
-    // The service answers and still reports the track it played before.
+    // The service answers (once it has worked through what came before) and still
+    // reports the track it played before.
     void expectUndisturbed(const std::string& path) {
-        EXPECT_EQ(getPlayMode(), 0);
+        long deadline = monotonicMs() + kWaitMs;
+        int mode = -1;
+        while ((mode = getPlayMode()) < 0 && monotonicMs() < deadline) {
+        }
+        EXPECT_EQ(mode, 0);
         EXPECT_TRUE(waitForStatusRewrites(2, kWaitMs));
         ASSERT_TRUE(readStatusRecord(&mRecord));
         EXPECT_EQ(mRecord.filename, path);
