@@ -57,14 +57,14 @@ int main(int argc, char** argv) {
     int listenFd = serverListen();
     if (listenFd < 0) {
         if (errno == EADDRINUSE)
-            fprintf(stderr, "musicservice: another instance is already running "
+            tprintf("musicservice: another instance is already running "
                             "(the socket name \"" MP_SERVICE_SOCKET_NAME "\" is taken)\n");
         else
-            fprintf(stderr, "musicservice: cannot listen on \"" MP_SERVICE_SOCKET_NAME "\": %s\n", strerror(errno));
+            tprintf("musicservice: cannot listen on \"" MP_SERVICE_SOCKET_NAME "\": %s\n", strerror(errno));
         return 1;
     }
     if (stopFd < 0) {
-        fprintf(stderr, "musicservice: cannot take the stop signals: %s\n", strerror(errno));
+        tprintf("musicservice: cannot take the stop signals: %s\n", strerror(errno));
         return 1;
     }
 
@@ -74,18 +74,18 @@ int main(int argc, char** argv) {
     if (tapOpen(MP_WAVE_TAP_FILE) < 0)
         tprintf("musicservice: cannot map %s: %s\n", MP_WAVE_TAP_FILE, strerror(errno));
     if (recordPath && recorderOpen(recordPath) < 0) {
-        fprintf(stderr, "musicservice: cannot create %s: %s\n", recordPath, strerror(errno));
+        tprintf("musicservice: cannot create %s: %s\n", recordPath, strerror(errno));
         return 1;
     }
     PlayerOptions options;
     options.recordPath = recordPath;
     playerSetChangeHook(reporterKick);
     if (playerStart(options) < 0) {
-        fprintf(stderr, "musicservice: cannot start playback\n");
+        tprintf("musicservice: cannot start playback\n");
         return 1;
     }
     if (reporterStart() < 0) {
-        fprintf(stderr, "musicservice: cannot start the reporter\n");
+        tprintf("musicservice: cannot start the reporter\n");
         playerShutdown();
         return 1;
     }

@@ -29,6 +29,7 @@ struct Command {
     std::string path;
     PlaylistStep step;
     int64_t ms;
+    int listType;
 };
 
 // Where a track's samples begin in the ring, and the track time of that first frame.
@@ -444,7 +445,10 @@ void seekTo(int64_t ms) {
 void applyCommand(const Command& command) {
     switch (command.kind) {
     case kCmdPlay:
-        startTrack(command.path, command.step, 0);
+        if (playlistSelect(command.listType, command.path.c_str()) < 0)
+            tprintf("musicservice: %s is not in list %d\n", command.path.c_str(), command.listType);
+        else
+            startTrack(command.path, kStepSkip, 0);
         break;
     case kCmdStep: {
         reconcileHeard();
@@ -591,24 +595,24 @@ void playerShutdown() {
     pthread_mutex_unlock(&sLock);
 }
 
-void playerPlay(const std::string& path, PlaylistStep onFailure) {
-    post(Command{kCmdPlay, path, onFailure, 0});
+void playerPlayFromList(int listType, const std::string& path) {
+    post(Command{kCmdPlay, path, kStepSkip, 0, listType});
 }
 
 void playerStep(PlaylistStep step) {
-    post(Command{kCmdStep, std::string(), step, 0});
+    post(Command{kCmdStep, std::string(), step, 0, 0});
 }
 
 void playerPause() {
-    post(Command{kCmdPause, std::string(), kStepSkip, 0});
+    post(Command{kCmdPause, std::string(), kStepSkip, 0, 0});
 }
 
 void playerResume() {
-    post(Command{kCmdResume, std::string(), kStepSkip, 0});
+    post(Command{kCmdResume, std::string(), kStepSkip, 0, 0});
 }
 
 void playerStop() {
-    post(Command{kCmdStop, std::string(), kStepSkip, 0});
+    post(Command{kCmdStop, std::string(), kStepSkip, 0, 0});
 }
 
 void playerSeek(int64_t ms) {
@@ -624,7 +628,7 @@ void playerSeek(int64_t ms) {
             duration = heard->info->durationMs;
         sPendingSeekMs = duration > 0 && ms > duration ? duration : ms;
     }
-    sCommands.push_back(Command{kCmdSeek, std::string(), kStepSkip, ms});
+    sCommands.push_back(Command{kCmdSeek, std::string(), kStepSkip, ms, 0});
     sHasCommand.store(true, std::memory_order_release);
     pthread_cond_signal(&sWake);
     pthread_mutex_unlock(&sLock);

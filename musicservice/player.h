@@ -40,10 +40,12 @@ struct PlayerSnapshot {
 int playerStart(const PlayerOptions& options);
 void playerShutdown();
 
-// Plays the file from its start. When it cannot be played the playing list moves on by
-// onFailure (kStepSkip, or kStepPrevious when the user was going back) until a file
-// plays or the list is exhausted.
-void playerPlay(const std::string& path, PlaylistStep onFailure);
+// Makes the list of that type the playing one at the path (see playlistSelect) and
+// plays the file from its start; a path that is not in the list is logged and changes
+// nothing. When the file cannot be played the list moves on until one plays or the list
+// is exhausted. The list changes when the command's turn comes, so that commands sent
+// in a row act in the order they were sent.
+void playerPlayFromList(int listType, const std::string& path);
 // Moves the playing list by kStepNext or kStepPrevious from the track being heard, and
 // plays where it leads.
 void playerStep(PlaylistStep step);

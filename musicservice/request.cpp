@@ -98,11 +98,7 @@ int seek(const Argument& argument, std::string*) {
 }
 
 int playIn(int listType, const char* path) {
-    if (playlistSelect(listType, path) < 0) {
-        tprintf("musicservice: %s is not in list %d\n", path, listType);
-        return -1;
-    }
-    playerPlay(path, kStepSkip);
+    playerPlayFromList(listType, path);
     return 0;
 }
 

@@ -279,13 +279,27 @@ TEST_F(ProtocolTest, FilesThatCannotBePlayedAreSkipped) {
     playInDir(good1);
     ASSERT_GT(noarg_cmd("next"), 0);
     expectPlaying(good2);
+    EXPECT_NE(serviceLog(mService).find("skipping " + bad), std::string::npos);
+    // Chosen directly, the broken file gives way to the one after it.
+    ASSERT_GT(filepath_cmd("play_file_in_dir", good1.c_str()), 0);
+    expectPlaying(good1);
     ASSERT_GT(filepath_cmd("play_file_in_dir", bad.c_str()), 0);
     expectPlaying(good2);
-    EXPECT_NE(serviceLog(mService).find("skipping " + bad), std::string::npos);
     // At the end of the first track the broken one is passed over as well.
-    playInDir(good1);
+    ASSERT_GT(filepath_cmd("play_file_in_dir", good1.c_str()), 0);
+    expectPlaying(good1);
     ASSERT_GT(seek_cmd(29500), 0);
     expectPlaying(good2);
+    // Commands sent in a row act in their order, whatever each one's work.
+    // Going back over the broken file lands on the one before it.
+    ASSERT_GT(filepath_cmd("play_file_in_dir", bad.c_str()), 0);
+    ASSERT_GT(filepath_cmd("play_file_in_dir", good1.c_str()), 0);
+    ASSERT_GT(noarg_cmd("next"), 0);
+    ASSERT_GT(noarg_cmd("previous"), 0);
+    expectPlaying(good1);
+    ASSERT_TRUE(waitForStatusRewrites(3, kWaitMs));
+    ASSERT_TRUE(readStatusRecord(&mRecord));
+    EXPECT_EQ(mRecord.filename, good1);
 }
 
 TEST_F(ProtocolTest, CoverAndDoubleEncodedTagsReachTheFrontEnd) {
