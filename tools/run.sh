@@ -32,19 +32,23 @@ fi
 # Start the service unless one already answers (left playing by an earlier run).
 log="$root/tmp/musicservice.log"
 pidfile="$root/tmp/musicservice.pid"
-"$dir/musicservice/musicservice" 2>>"$log" &
+touch "$log"
+seen=$(wc -l <"$log")
+"$dir/musicservice/musicservice" </dev/null >>"$log" 2>&1 &
 service=$!
 started=0
+# Only this start's lines of the log count.
+fresh() { tail -n +"$((seen + 1))" "$log"; }
 for _ in $(seq 100); do
     if ! kill -0 "$service" 2>/dev/null; then
-        if tail -n 5 "$log" | grep -q "already running"; then
+        if fresh | grep -q "already running"; then
             echo "run: using the music service that is already running"
             break
         fi
         echo "run: the music service did not start; see $log" >&2
         exit 1
     fi
-    if tail -n 5 "$log" | grep -q "listening on"; then
+    if fresh | grep -q "listening on"; then
         started=1
         echo "$service" >"$pidfile"
         break
@@ -53,8 +57,10 @@ for _ in $(seq 100); do
 done
 
 # The player runs in the checkout's root, its application folder with skin/.
+player="$dir/musicplayer"
+[ -x "$player" ] || player="$dir/app/musicplayer"
 set +e
-"$dir/musicplayer" "$@"
+"$player" "$@"
 result=$?
 set -e
 
