@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cjson/cJSON.h>
 #include <csignal>
 #include <cstring>
@@ -217,20 +218,28 @@ TEST_F(FaultTest, AServiceKilledMidWorkIsReplacedAndTheNextCommandWorks) {
     std::string path = demo("Tones/01 Tone 440 Hz.flac");
     play(path);
     std::atomic<bool> going{true};
-    std::atomic<int> sent{0};
+    std::atomic<int> answered{0};
     std::thread client([&] {
         while (going.load()) {
             // Fails while no service runs; must never hang or crash the client.
             if (getPlayMode() >= 0)
-                sent.fetch_add(1);
+                answered.fetch_add(1);
             seek_cmd(5000);
         }
     });
+    auto waitAnswers = [&](int above) {
+        long deadline = monotonicMs() + kWaitMs;
+        while (answered.load() <= above && monotonicMs() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return answered.load() > above;
+    };
+    EXPECT_TRUE(waitAnswers(0));
     killMusicService(&mService);
+    int beforeRestart = answered.load();
     ASSERT_EQ(startMusicService(&mService), 0) << serviceLog(mService);
+    EXPECT_TRUE(waitAnswers(beforeRestart)) << "the client reaches the new service";
     going.store(false);
     client.join();
-    EXPECT_GT(sent.load(), 0);
     std::string other = demo("Tones/02 Tone 1007.8125 Hz.flac");
     play(other);
 }
