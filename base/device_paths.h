@@ -15,6 +15,10 @@
 #define MP_MUSIC_COVER_FILE MP_SERVICE_DIR "/music_cover.png"
 #define MP_WAVE_TAP_FILE MP_SERVICE_DIR "/wave_s16le"
 
+// The playback service's own data: its recent list, playlist and favourites, each an
+// M3U file.
+#define MP_SERVICE_DATA_DIR MP_DEVICE_ROOT "/mnt/UDISK/musicservice"
+
 // Configuration, library, effects.
 #define MP_CONFIG_FILE MP_DEVICE_ROOT "/mnt/UDISK/music_player.json"
 #define MP_MUSIC_ROOT MP_DEVICE_ROOT "/mnt/SDCARD/Music"

@@ -7,6 +7,7 @@ packages=(
     cmake g++ make pkg-config
     libsdl2-dev libsdl2-ttf-dev libsdl2-image-dev
     libfftw3-dev libcjson-dev libjpeg62-turbo-dev libspng-dev
+    libavformat-dev libavcodec-dev libswresample-dev libswscale-dev libavutil-dev ffmpeg
     libgtest-dev libbenchmark-dev
     clang libclang-rt-14-dev
     fonts-wqy-microhei fonts-dejavu-core
@@ -14,9 +15,18 @@ packages=(
 )
 [ "${MP_DEPS_EXTRA:-}" ] && packages+=(${MP_DEPS_EXTRA})
 
+# Installed for this machine's architecture (or for all): a cross build's packages of
+# another architecture do not count.
+arch=$(dpkg --print-architecture)
+installed() {
+    case $1 in
+    *:*) dpkg-query -W -f='${Status}\n' "$1" 2>/dev/null | grep -q "install ok installed" ;;
+    *) dpkg-query -W -f='${Architecture} ${Status}\n' "$1" 2>/dev/null | grep -Eq "^($arch|all) install ok installed" ;;
+    esac
+}
 missing=()
 for p in "${packages[@]}"; do
-    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+    installed "$p" || missing+=("$p")
 done
 [ ${#missing[@]} -eq 0 ] && exit 0
 

@@ -1,0 +1,27 @@
+// One audio file opened with FFmpeg and decoded to the service's output format:
+// 48 kHz, interleaved stereo, signed 16-bit, whatever the file holds.
+#pragma once
+
+#include "musicservice/media_info.h"
+
+#include <cstdint>
+
+constexpr int kOutputRate = 48000;
+constexpr int kOutputChannels = 2;
+
+struct Decoder;
+
+// Opens the file's best audio stream and fills *info (path, duration, tags, dump,
+// cover). 0, or negative when the file cannot be opened or holds no audio that can be
+// decoded; *decoder is then null.
+int decoderOpen(const char* path, Decoder** decoder, TrackInfo* info);
+
+// The next output frames in *frames, valid until the next call on this decoder: their
+// count; 0 at the end of the file; negative when decoding broke down for good.
+int decoderRead(Decoder* decoder, const int16_t** frames);
+
+// Moves to ms from the start. Where the file's timestamps allow, the first frame read
+// afterwards is the one at ms exactly. 0 or negative.
+int decoderSeek(Decoder* decoder, int64_t ms);
+
+void decoderClose(Decoder* decoder);

@@ -1,0 +1,37 @@
+// What the service tells about a track besides its samples: the tags for the status
+// file, FFmpeg's own dump of the file's format for the metadata dump, and the embedded
+// picture for the cover.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+struct AVFormatContext;
+
+struct TrackInfo {
+    std::string path;
+    int64_t durationMs = 0;
+    int audioStream = 0;
+    std::string title;
+    std::string artist;
+    std::string album;
+    std::string year;
+    std::string comment;
+    std::string track;
+    std::string genre;
+    // The text av_dump_format printed for the file.
+    std::string dump;
+    // The embedded picture as PNG bytes; empty when the file has none.
+    std::string coverPng;
+};
+
+// Routes FFmpeg's log through the service's log (errors only, at a bounded rate) and
+// lets mediaReadInfo capture the dump. Call once before any other FFmpeg use.
+void mediaLogInit();
+
+// Fills the tags, the dump and the cover of an opened file.
+void mediaReadInfo(AVFormatContext* format, int audioStream, TrackInfo* info);
+
+// The year of a date tag: its first four characters when they are digits ("2023-05-01"
+// gives "2023"), else the text as it stands.
+std::string yearOfDate(const std::string& date);

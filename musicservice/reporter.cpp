@@ -1,0 +1,147 @@
+#include "musicservice/reporter.h"
+
+#include "musicservice/player.h"
+#include "musicservice/recorder.h"
+#include "musicservice/status_writer.h"
+#include "musicservice/tap_writer.h"
+#include "zcommon.h"
+
+#include <pthread.h>
+#include <time.h>
+
+namespace {
+
+constexpr long kTapPeriodMs = 25;
+constexpr long kStatusPeriodMs = 100;
+
+pthread_mutex_t sReportLock = PTHREAD_MUTEX_INITIALIZER;
+pthread_cond_t sReportWake;
+pthread_once_t sReportWakeOnce = PTHREAD_ONCE_INIT;
+
+// The condition waits on the monotonic clock, so that a change of the wall clock never
+// stretches a wait. Made once, before the first use from any thread.
+void reportWakeInit() {
+    pthread_condattr_t attributes;
+    pthread_condattr_init(&attributes);
+    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+    pthread_cond_init(&sReportWake, &attributes);
+    pthread_condattr_destroy(&attributes);
+}
+bool sReportRunning = false;
+bool sKicked = false;
+pthread_t sReportThread;
+bool sReportStarted = false;
+
+// The reporter thread's own.
+uint64_t sShownSerial = 0;
+uint64_t sTapSeen = 0;
+bool sTapSilent = false;
+bool sStatusFailed = false;
+int16_t sTapSamples[kTapSamples];
+
+void reportStatus(PlayerSnapshot* snapshot) {
+    playerSnapshot(snapshot);
+    // The dump and the cover are in place before the status names the track, so that
+    // a reader that sees the new name finds the files that go with it.
+    if (snapshot->info && snapshot->trackSerial != sShownSerial) {
+        writeTrackFiles(*snapshot->info);
+        sShownSerial = snapshot->trackSerial;
+    }
+    bool failed = writeStatusFile(*snapshot) < 0;
+    if (failed && !sStatusFailed)
+        tprintf("musicservice: cannot write the status file\n");
+    sStatusFailed = failed;
+}
+
+void reportTap(PlayerState state) {
+    if (state == kPlayerStopped) {
+        if (!sTapSilent)
+            tapClear();
+        sTapSilent = true;
+        return;
+    }
+    uint64_t written = playerCopyTap(sTapSamples, kTapSamples);
+    if (written == sTapSeen)
+        return;
+    sTapSeen = written;
+    sTapSilent = false;
+    tapWrite(sTapSamples);
+}
+
+void* reporterThread(void*) {
+    PlayerSnapshot snapshot;
+    long lastStatus = 0;
+    pthread_mutex_lock(&sReportLock);
+    while (sReportRunning) {
+        bool kicked = sKicked;
+        sKicked = false;
+        pthread_mutex_unlock(&sReportLock);
+
+        long now = systemms();
+        if (kicked || now - lastStatus >= kStatusPeriodMs) {
+            reportStatus(&snapshot);
+            lastStatus = now;
+        }
+        reportTap(snapshot.state);
+        recorderDrain();
+
+        // Idle, only the status needs rewriting.
+        long period = snapshot.state == kPlayerPlaying ? kTapPeriodMs : kStatusPeriodMs;
+        long next = (snapshot.state == kPlayerPlaying ? now + period : lastStatus + period);
+        long waitMs = next - systemms();
+        pthread_mutex_lock(&sReportLock);
+        if (waitMs <= 0 || sKicked || !sReportRunning)
+            continue;
+        struct timespec until;
+        clock_gettime(CLOCK_MONOTONIC, &until);
+        until.tv_sec += waitMs / 1000;
+        until.tv_nsec += (waitMs % 1000) * 1000000L;
+        if (until.tv_nsec >= 1000000000L) {
+            until.tv_sec += 1;
+            until.tv_nsec -= 1000000000L;
+        }
+        pthread_cond_timedwait(&sReportWake, &sReportLock, &until);
+    }
+    pthread_mutex_unlock(&sReportLock);
+    return nullptr;
+}
+
+} // namespace
+
+int reporterStart() {
+    pthread_once(&sReportWakeOnce, reportWakeInit);
+    sReportRunning = true;
+    if (pthread_create(&sReportThread, nullptr, reporterThread, nullptr) != 0) {
+        sReportRunning = false;
+        return -1;
+    }
+    sReportStarted = true;
+    return 0;
+}
+
+void reporterStop() {
+    if (!sReportStarted)
+        return;
+    pthread_mutex_lock(&sReportLock);
+    sReportRunning = false;
+    pthread_cond_signal(&sReportWake);
+    pthread_mutex_unlock(&sReportLock);
+    pthread_join(sReportThread, nullptr);
+    sReportStarted = false;
+    // Nothing plays once the service has gone.
+    PlayerSnapshot snapshot;
+    playerSnapshot(&snapshot);
+    snapshot.state = kPlayerStopped;
+    snapshot.positionMs = 0;
+    writeStatusFile(snapshot);
+    tapClear();
+    recorderDrain();
+}
+
+void reporterKick() {
+    pthread_once(&sReportWakeOnce, reportWakeInit);
+    pthread_mutex_lock(&sReportLock);
+    sKicked = true;
+    pthread_cond_signal(&sReportWake);
+    pthread_mutex_unlock(&sReportLock);
+}

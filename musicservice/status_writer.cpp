@@ -1,0 +1,73 @@
+#include "musicservice/status_writer.h"
+
+#include "base/device_paths.h"
+#include "musicservice/file_replace.h"
+#include "zcommon.h"
+
+#include <cerrno>
+#include <cjson/cJSON.h>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace {
+
+const char* stateWord(PlayerState state) {
+    switch (state) {
+    case kPlayerPlaying:
+        return "playing";
+    case kPlayerPaused:
+        return "paused";
+    case kPlayerStopped:
+        break;
+    }
+    return "stopped";
+}
+
+} // namespace
+
+std::string statusText(const PlayerSnapshot& snapshot) {
+    static const TrackInfo kNoTrack;
+    const TrackInfo& info = snapshot.info ? *snapshot.info : kNoTrack;
+    cJSON* root = cJSON_CreateObject();
+    if (!root)
+        return std::string();
+    cJSON_AddStringToObject(root, "filename", info.path.c_str());
+    cJSON_AddStringToObject(root, "status", stateWord(snapshot.state));
+    // Whole seconds: the duration rounded, the position as far as it has got.
+    cJSON_AddNumberToObject(root, "duration", static_cast<double>((info.durationMs + 500) / 1000));
+    cJSON_AddNumberToObject(root, "position", static_cast<double>(snapshot.positionMs / 1000));
+    cJSON_AddNumberToObject(root, "volume", snapshot.volume);
+    cJSON_AddNumberToObject(root, "audiotrack", info.audioStream);
+    cJSON_AddStringToObject(root, "title", info.title.c_str());
+    cJSON_AddStringToObject(root, "artist", info.artist.c_str());
+    cJSON_AddStringToObject(root, "album", info.album.c_str());
+    cJSON_AddStringToObject(root, "year", info.year.c_str());
+    cJSON_AddStringToObject(root, "comment", info.comment.c_str());
+    cJSON_AddStringToObject(root, "track", info.track.c_str());
+    cJSON_AddStringToObject(root, "genre", info.genre.c_str());
+    std::string text;
+    if (char* printed = cJSON_PrintUnformatted(root)) {
+        text = printed;
+        free(printed);
+    }
+    cJSON_Delete(root);
+    return text;
+}
+
+int writeStatusFile(const PlayerSnapshot& snapshot) {
+    std::string text = statusText(snapshot);
+    if (text.empty())
+        return -1;
+    return replaceFile(MP_STATUS_FILE, text.data(), text.size());
+}
+
+void writeTrackFiles(const TrackInfo& info) {
+    if (replaceFile(MP_MUSIC_INFO_FILE, info.dump.data(), info.dump.size()) < 0)
+        tprintf("musicservice: cannot write %s\n", MP_MUSIC_INFO_FILE);
+    if (info.coverPng.empty()) {
+        if (unlink(MP_MUSIC_COVER_FILE) < 0 && errno != ENOENT)
+            tprintf("musicservice: cannot remove %s\n", MP_MUSIC_COVER_FILE);
+    } else if (replaceFile(MP_MUSIC_COVER_FILE, info.coverPng.data(), info.coverPng.size()) < 0) {
+        tprintf("musicservice: cannot write %s\n", MP_MUSIC_COVER_FILE);
+    }
+}

@@ -1,0 +1,98 @@
+// The sample ring between the decode thread and the audio callback: order kept across
+// the wrap, discards that the consumer skips without the producer overwriting what it
+// may still read, and a producer and consumer running at once losing nothing.
+#include "musicservice/sample_ring.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::vector<int16_t> frames(int first, uint32_t count) {
+    std::vector<int16_t> data;
+    for (uint32_t i = 0; i < count; ++i) {
+        int value = (first + static_cast<int>(i)) % 30000;
+        data.push_back(static_cast<int16_t>(value));
+        data.push_back(static_cast<int16_t>(-value));
+    }
+    return data;
+}
+
+class RingTest : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(ringInit(&mRing, 1000), 0); }
+    void TearDown() override { ringRelease(&mRing); }
+    SampleRing mRing;
+};
+
+TEST_F(RingTest, KeepsOrderAcrossTheWrapAndRefusesToOverfill) {
+    ASSERT_EQ(mRing.capacity, 1024u);
+    std::vector<int16_t> out(2 * 1024);
+    int next = 0;
+    for (int round = 0; round < 5; ++round) {
+        std::vector<int16_t> in = frames(next, 700);
+        ASSERT_EQ(ringWrite(&mRing, in.data(), 700), 700u);
+        EXPECT_EQ(ringFill(&mRing), 700u);
+        ASSERT_EQ(ringRead(&mRing, out.data(), 1024), 700u);
+        EXPECT_EQ(std::vector<int16_t>(out.begin(), out.begin() + 1400), in);
+        next += 700;
+    }
+    std::vector<int16_t> big = frames(0, 1500);
+    EXPECT_EQ(ringWrite(&mRing, big.data(), 1500), 1024u);
+    EXPECT_EQ(ringSpace(&mRing), 0u);
+}
+
+TEST_F(RingTest, DiscardedFramesAreSkippedButTheirSlotsStayUntilTheConsumerMoves) {
+    std::vector<int16_t> old = frames(1, 1000);
+    ASSERT_EQ(ringWrite(&mRing, old.data(), 1000), 1000u);
+    uint64_t mark = ringDiscard(&mRing);
+    EXPECT_EQ(mark, 1000u);
+    EXPECT_EQ(ringPlayPosition(&mRing), 1000u) << "what is heard next is what follows the discard";
+    EXPECT_EQ(ringFill(&mRing), 0u);
+    // The consumer may be copying the old frames right now: their slots are not free yet.
+    EXPECT_EQ(ringSpace(&mRing), 24u);
+    std::vector<int16_t> fresh = frames(5000, 24);
+    ASSERT_EQ(ringWrite(&mRing, fresh.data(), 24), 24u);
+    std::vector<int16_t> out(2 * 1024);
+    ASSERT_EQ(ringRead(&mRing, out.data(), 1024), 24u);
+    EXPECT_EQ(std::vector<int16_t>(out.begin(), out.begin() + 48), fresh);
+    EXPECT_EQ(ringSpace(&mRing), 1024u);
+}
+
+TEST_F(RingTest, ProducerAndConsumerAtOnceLoseAndRepeatNothing) {
+    constexpr int kTotal = 300000;
+    std::thread producer([this] {
+        int next = 0; // frames written; values wrap at 30000
+        while (next < kTotal) {
+            uint32_t count = std::min<uint32_t>(333, static_cast<uint32_t>(kTotal - next));
+            std::vector<int16_t> in = frames(next % 30000, count);
+            uint32_t done = 0;
+            while (done < count) {
+                done += ringWrite(&mRing, in.data() + 2 * done, count - done);
+                if (done < count)
+                    std::this_thread::yield();
+            }
+            next += static_cast<int>(count);
+        }
+    });
+    std::vector<int16_t> out(2 * 256);
+    int expected = 0, wrong = 0, firstWrong = -1;
+    while (expected < kTotal) {
+        uint32_t got = ringRead(&mRing, out.data(), 256);
+        for (uint32_t i = 0; i < got; ++i, ++expected) {
+            if (out[2 * i] != expected % 30000 || out[2 * i + 1] != -(expected % 30000)) {
+                if (wrong++ == 0)
+                    firstWrong = expected;
+            }
+        }
+        if (got == 0)
+            std::this_thread::yield();
+    }
+    producer.join();
+    EXPECT_EQ(wrong, 0) << "first wrong frame " << firstWrong;
+    EXPECT_EQ(ringFill(&mRing), 0u);
+}
+
+} // namespace
