@@ -1,52 +1,27 @@
 // The whole player by keys, from the library into a folder, a track played, the
 // now-playing screen and back, the popup menu, settings, information and quitting, with
 // screenshots of each screen compared with the committed references.
-#include "app/config.h"
 #include "library/music_album_window.h"
 #include "player_fixture.h"
 #include "popups/music_info_window.h"
 #include "popups/music_setting_window.h"
-#include "screenshot.h"
-
-#include <functional>
 
 namespace {
 
 class FlowTest : public PlayerTest {
 protected:
-    // Draws the stack as the loop does: the top window, over the screens under it when it
-    // floats. The clock of the status bar is left out of the comparison.
-    void expectScreen(const char* name) {
-        SDL_SetRenderTarget(gZwRenderer, nullptr);
-        SDL_SetRenderDrawColor(gZwRenderer, 0, 0, 0, 255);
-        SDL_RenderClear(gZwRenderer);
-        size_t base = gUIWindows.size() - 1;
-        while (base > 0 && gUIWindows[base]->isFloating())
-            --base;
-        for (size_t i = base; i < gUIWindows.size(); ++i)
-            gUIWindows[i]->draw();
-        EXPECT_EQ(matchesReference(name, {kClockArea}), "") << name;
-    }
-    // Runs the loop until the condition holds.
-    static bool runUntil(const std::function<bool()>& condition) {
-        return waitUntil([&] {
-            tick();
-            step();
-            return condition();
-        });
-    }
-    std::string selectedPath(MusicAlbumWindow* album) {
-        auto* row = static_cast<MusicTextMenuItem*>(album->mMenu.getItemByIndex(album->mMenu.mSelected));
-        return row ? row->mItemPath : std::string();
-    }
     // The commands that change playback, leaving out the queries a screen may make.
     std::vector<std::string> sentCommands() {
-        std::vector<std::string> words;
-        for (const std::string& word : sent()) {
-            if (word.compare(0, 4, "get_") != 0)
-                words.push_back(word);
-        }
+        std::vector<std::string> words = sent();
+        words.erase(std::remove_if(words.begin(), words.end(), [](auto& w) { return w.compare(0, 4, "get_") == 0; }),
+                    words.end());
         return words;
+    }
+    // Opens a row of the popup menu over the library.
+    void popupRow(int row) {
+        pressAndStep(SDLK_m);
+        for (int i = 0; i < row; ++i)
+            pressAndStep(SDLK_DOWN);
     }
 };
 
@@ -57,13 +32,13 @@ TEST_F(FlowTest, BrowsePlayComeBackAndUseEveryPopupScreen) {
     const std::string albums = library + "/Albums";
     makeEntries(albums, {"01 - Morning Light.flac", "02 - Harbour Walk.mp3", "03 - Paper Boats.mp3",
                          "04 - Night Train.ape", "05 - Long Way Home.wav", "06 - Salt and Cedar.mp3",
-                         "07 - Lanterns.mp3", "08 - The Slow Tide.flac", "09 - Crossing.mp3",
-                         "10 - Last Ferry.mp3", "11 - Coda.dsf", "cover.jpg"});
+                         "07 - Lanterns.mp3", "08 - The Slow Tide.flac", "09 - Crossing.mp3", "10 - Last Ferry.mp3",
+                         "11 - Coda.dsf", "cover.jpg"});
     auto* album = new MusicAlbumWindow(nullptr);
     album->init();
     gUIWindows.push_back(album);
-    ASSERT_TRUE(runUntil([&] { return sLoading.load() == 0; }));
-    expectScreen("library_root");
+    ASSERT_TRUE(runUntil([] { return sLoading.load() == 0; }));
+    expectScreen(gUIWindows, "library_root");
 
     // Into "Albums" (the first row), read on the loader thread.
     pressAndStep(SDLK_RETURN);
@@ -77,9 +52,8 @@ TEST_F(FlowTest, BrowsePlayComeBackAndUseEveryPopupScreen) {
     ASSERT_EQ(gUIWindows.size(), 2u);
     EXPECT_EQ(gUIWindows.back()->mKind, 1);
     EXPECT_EQ(sentCommands(), (std::vector<std::string>{"set_play_dir", "play_file_in_dir"}));
+    setStatus(track, "playing");
     pthread_mutex_lock(&sMusicPlayingStatusLock);
-    sMusicPlayingStatus.filename = track;
-    sMusicPlayingStatus.status = "playing";
     sMusicPlayingStatus.artist = "The Quiet Harbour";
     sMusicPlayingStatus.album = "Albums";
     sMusicPlayingStatus.year = "2021";
@@ -90,41 +64,37 @@ TEST_F(FlowTest, BrowsePlayComeBackAndUseEveryPopupScreen) {
     album->mMenu.restorePos(10, 5, 10);
     pressAndStep(SDLK_ESCAPE);
     ASSERT_EQ(gUIWindows.size(), 1u);
-    EXPECT_EQ(selectedPath(album), track);
+    auto* selected = static_cast<MusicTextMenuItem*>(album->mMenu.getItemByIndex(album->mMenu.mSelected));
+    EXPECT_EQ(selected->mItemPath, track);
     EXPECT_EQ(album->mMenu.mFirstVisible, 1);
-    expectScreen("library_playing");
+    expectScreen(gUIWindows, "library_playing");
 
-    // The popup menu over the library.
     pressAndStep(SDLK_m);
     ASSERT_EQ(gUIWindows.size(), 2u);
-    expectScreen("popup_menu");
+    expectScreen(gUIWindows, "popup_menu");
+    pressAndStep(SDLK_ESCAPE);
 
-    // Settings, and back to the library.
-    for (int i = 0; i < 4; ++i)
-        pressAndStep(SDLK_DOWN);
+    // Settings, and back to the library: the popup goes with the window it opened.
+    popupRow(4);
     pressAndStep(SDLK_RETURN);
     ASSERT_NE(dynamic_cast<MusicSettingWindow*>(gUIWindows.back()), nullptr);
     gMusicVolume = 70;
-    gCoverBackground = true;
     gVisualization = false;
     gBackgroundPlay = true;
-    expectScreen("settings");
+    expectScreen(gUIWindows, "settings");
     pressAndStep(SDLK_ESCAPE);
-    ASSERT_TRUE(runUntil([&] { return gUIWindows.size() == 1; })) << "the popup goes with the window it opened";
+    ASSERT_TRUE(runUntil([] { return gUIWindows.size() == 1; }));
 
     // Information about the track.
-    pressAndStep(SDLK_m);
-    for (int i = 0; i < 3; ++i)
-        pressAndStep(SDLK_DOWN);
+    popupRow(3);
     pressAndStep(SDLK_RETURN);
     ASSERT_NE(dynamic_cast<MusicInfoWindow*>(gUIWindows.back()), nullptr);
-    expectScreen("information");
+    expectScreen(gUIWindows, "information");
     pressAndStep(SDLK_ESCAPE);
-    ASSERT_TRUE(runUntil([&] { return gUIWindows.size() == 1; }));
+    ASSERT_TRUE(runUntil([] { return gUIWindows.size() == 1; }));
 
     // Stop and quit: "stop" goes out while the track plays, and the loop ends.
-    pressAndStep(SDLK_m);
-    pressAndStep(SDLK_DOWN);
+    popupRow(1);
     EXPECT_EQ(pressAndStep(SDLK_RETURN), kWinResultQuit);
     EXPECT_EQ(sentCommands(), (std::vector<std::string>{"set_play_dir", "play_file_in_dir", "stop"}));
 }

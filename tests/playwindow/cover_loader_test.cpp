@@ -2,7 +2,7 @@
 // scale that still keeps its own size for the screens, PNG pixels identical to SDL_image's,
 // and files the fast decoders refuse handed on to SDL_image.
 #include "scratch_dir.h"
-#include "tests/toolkit/screen_fixture.h"
+#include "screen_fixture.h"
 
 #include <SDL2/SDL_image.h>
 
@@ -18,97 +18,82 @@ SDL_Surface* pattern(int w, int h) {
     return image;
 }
 
-bool near(Uint32 p, Uint32 q, int tolerance) {
+bool near(Uint32 p, Uint32 q) {
     for (int shift = 0; shift < 32; shift += 8)
-        if (std::abs(static_cast<int>((p >> shift) & 0xff) - static_cast<int>((q >> shift) & 0xff)) > tolerance)
+        if (std::abs(static_cast<int>((p >> shift) & 0xff) - static_cast<int>((q >> shift) & 0xff)) > 16)
             return false;
     return true;
 }
 
+class CoverLoader : public ScreenTest {
+protected:
+    // The pattern saved by save (IMG_SavePNG, SDL_SaveBMP, a JPEG writer) under name.
+    template <typename Save> std::string saved(const char* name, int w, int h, Save save) {
+        SDL_Surface* image = pattern(w, h);
+        std::string path = dir.path() + "/" + name;
+        EXPECT_EQ(save(image, path.c_str()), 0);
+        SDL_FreeSurface(image);
+        return path;
+    }
+    ScratchDir dir{"covers"};
+};
+
 } // namespace
 
 TEST(JpegReduction, LargestScaleThatKeepsTheScreenHeight) {
-    EXPECT_EQ(zwJpegReduction(500, 500), 1);
-    EXPECT_EQ(zwJpegReduction(1438, 3000), 1);
-    EXPECT_EQ(zwJpegReduction(1439, 3000), 2) << "libjpeg rounds a reduced side up: 720";
-    EXPECT_EQ(zwJpegReduction(1440, 1440), 2);
-    EXPECT_EQ(zwJpegReduction(3000, 3000), 4) << "750 at a quarter, 375 at an eighth";
-    EXPECT_EQ(zwJpegReduction(6000, 5760), 8);
-    EXPECT_EQ(zwJpegReduction(3000, 2000), 2);
+    // libjpeg rounds a reduced side up: 1439 at a half is 720; 3000 is 750 at a quarter.
+    const int cases[][3] = {{500, 500, 1},   {1438, 3000, 1}, {1439, 3000, 2}, {1440, 1440, 2},
+                            {3000, 3000, 4}, {6000, 5760, 8}, {3000, 2000, 2}};
+    for (const auto& c : cases)
+        EXPECT_EQ(zwJpegReduction(c[0], c[1]), c[2]) << c[0] << "x" << c[1];
 }
 
-TEST_F(ScreenTest, LargeJpegIsDecodedReducedButKeepsItsSize) {
-    ScratchDir dir("jpeg");
-    SDL_Surface* image = pattern(3000, 3000);
-    std::string path = dir.path() + "/cover.jpg";
-    ASSERT_EQ(IMG_SaveJPG(image, path.c_str(), 92), 0);
-    SDL_FreeSurface(image);
+TEST_F(CoverLoader, LargeJpegIsDecodedReducedButKeepsItsSize) {
+    std::string path = saved("cover.jpg", 3000, 3000, [](SDL_Surface* s, const char* p) { return IMG_SaveJPG(s, p, 92); });
     auto* cover = static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str()));
     ASSERT_NE(cover, nullptr);
-    EXPECT_EQ(cover->getWidth(), 3000);
-    EXPECT_EQ(cover->getHeight(), 3000);
-    EXPECT_EQ(cover->mReduction, 4);
-    EXPECT_EQ(cover->mImage->w, 750);
-
-    // Stretched into the cover box, the halves land where the full image puts them.
-    SDL_Rect box = {80, 80, 400, 400};
+    EXPECT_EQ(std::vector<int>({cover->getWidth(), cover->getHeight(), cover->mReduction, cover->mImage->w}),
+              std::vector<int>({3000, 3000, 4, 750}));
+    // Stretched into the cover box, the halves land where the full image puts them; a
+    // source rectangle is in the image's own coordinates.
+    SDL_Rect box = {80, 80, 400, 400}, right = {1500, 0, 1500, 3000};
     SDL_RenderClear(gZwRenderer);
     cover->blit(nullptr, &box, 0, nullptr);
-    EXPECT_TRUE(near(pixel(100, 100), 0xffdc1e1e, 16));
-    EXPECT_TRUE(near(pixel(460, 100), 0xff1e1edc, 16));
+    EXPECT_TRUE(near(pixel(100, 100), 0xffdc1e1e) && near(pixel(460, 100), 0xff1e1edc));
     EXPECT_EQ(pixel(79, 79) & 0xffffff, 0u);
-    // A source rectangle in the image's own coordinates: its right half.
-    SDL_Rect right = {1500, 0, 1500, 3000};
     cover->blit(&right, &box, 0, nullptr);
-    EXPECT_TRUE(near(pixel(100, 100), 0xff1e1edc, 16));
-
+    EXPECT_TRUE(near(pixel(100, 100), 0xff1e1edc));
     int pitch = 0, bpp = 4, w = 256, h = 256;
     auto* pixels = static_cast<Uint32*>(cover->getPixels(&pitch, &bpp, &w, &h));
     ASSERT_NE(pixels, nullptr);
     EXPECT_EQ(w, 256);
-    EXPECT_TRUE(near(pixels[128 * 256 + 20], 0xffdc1e1e, 16));
+    EXPECT_TRUE(near(pixels[128 * 256 + 20], 0xffdc1e1e));
     delete cover;
 }
 
-TEST_F(ScreenTest, PngPixelsMatchSdlImageExactly) {
-    ScratchDir dir("png");
-    SDL_Surface* image = pattern(301, 157);
-    std::string path = dir.path() + "/cover.png";
-    ASSERT_EQ(IMG_SavePNG(image, path.c_str()), 0);
-    SDL_FreeSurface(image);
+TEST_F(CoverLoader, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
+    std::string path = saved("cover.png", 301, 157, IMG_SavePNG);
     int width = 0, height = 0, reduction = 0;
     SDL_Surface* ours = zwDecodeImage(path.c_str(), &width, &height, &reduction);
     SDL_Surface* loaded = IMG_Load(path.c_str());
-    ASSERT_NE(loaded, nullptr);
     SDL_Surface* reference = SDL_ConvertSurfaceFormat(loaded, SDL_PIXELFORMAT_ARGB8888, 0);
     SDL_FreeSurface(loaded);
     ASSERT_TRUE(ours && reference);
-    EXPECT_EQ(width, 301);
-    EXPECT_EQ(reduction, 1);
+    EXPECT_TRUE(width == 301 && reduction == 1);
     for (int y = 0; y < 157; ++y)
         ASSERT_EQ(memcmp(static_cast<char*>(ours->pixels) + y * ours->pitch,
-                         static_cast<char*>(reference->pixels) + y * reference->pitch, 301 * 4),
-                  0)
-            << "row " << y;
+                         static_cast<char*>(reference->pixels) + y * reference->pitch, 301 * 4), 0) << "row " << y;
     SDL_FreeSurface(ours);
     SDL_FreeSurface(reference);
-}
 
-TEST_F(ScreenTest, FilesTheFastDecodersRefuseGoToSdlImage) {
-    ScratchDir dir("odd");
-    SDL_Surface* image = pattern(40, 30);
-    std::string bmp = dir.path() + "/cover.bmp";
-    ASSERT_EQ(SDL_SaveBMP(image, bmp.c_str()), 0);
-    SDL_FreeSurface(image);
-    ZelmorSurface* loaded = LoadZelmorSurface(nullptr, "./", bmp.c_str());
-    ASSERT_NE(loaded, nullptr);
-    EXPECT_EQ(loaded->getWidth(), 40);
-    delete loaded;
+    std::string file = saved("cover.bmp", 40, 30, [](SDL_Surface* s, const char* p) { return SDL_SaveBMP(s, p); });
+    ZelmorSurface* bmp = LoadZelmorSurface(nullptr, "./", file.c_str());
+    ASSERT_NE(bmp, nullptr);
+    EXPECT_EQ(bmp->getWidth(), 40);
+    delete bmp;
     // A JPEG cut short after its header and a PNG signature with nothing behind it.
-    std::string jpeg = dir.path() + "/cut.jpg";
-    writeFile(jpeg, std::string("\xff\xd8\xff\xe0\x00\x10JFIF", 10));
-    EXPECT_EQ(LoadZelmorSurface(nullptr, "./", jpeg.c_str()), nullptr);
-    std::string png = dir.path() + "/cut.png";
-    writeFile(png, std::string("\x89PNG\r\n\x1a\n", 8));
-    EXPECT_EQ(LoadZelmorSurface(nullptr, "./", png.c_str()), nullptr);
+    writeFile(dir.path() + "/cut.jpg", std::string("\xff\xd8\xff\xe0\x00\x10JFIF", 10));
+    writeFile(dir.path() + "/cut.png", std::string("\x89PNG\r\n\x1a\n", 8));
+    for (const char* name : {"/cut.jpg", "/cut.png"})
+        EXPECT_EQ(LoadZelmorSurface(nullptr, "./", (dir.path() + name).c_str()), nullptr) << name;
 }

@@ -43,7 +43,7 @@ TEST_F(ScreenTest, BlitFlagsAndNullRectangles) {
     EXPECT_EQ(pixel(15, 15), kRed);
     // Filling with a transparent colour replaces, it does not blend.
     FillRect(canvas, &whole, 0, 0, 0, 0);
-    EXPECT_EQ(readPixels(0, 0, 16, 16), std::vector<Uint32>(256, kClear));
+    EXPECT_EQ(readTargetPixels(0, 0, 16, 16), std::vector<Uint32>(256, kClear));
     SetRenderTarget(nullptr);
     delete red;
     delete canvas;
@@ -145,7 +145,7 @@ TEST_F(ScreenTest, DrawStringCentresClipsAndCaches) {
     SDL_SetRenderDrawColor(gZwRenderer, 0, 0, 0, 255);
     SDL_RenderClear(gZwRenderer);
     DrawString(gListFontTxt, SDL_Rect{0, 0, 1280, 720}, "Quitting", gListColorTxt, 1, false, false);
-    SDL_Rect box = litBox(readPixels(0, 0, 1280, 720), 1280);
+    SDL_Rect box = litBox(readTargetPixels(0, 0, 1280, 720), 1280);
     EXPECT_NEAR(box.x + box.w / 2, 640, 4);
     EXPECT_NEAR(box.y + box.h / 2, 360, 8);
 
@@ -155,7 +155,7 @@ TEST_F(ScreenTest, DrawStringCentresClipsAndCaches) {
     for (int frame = 0; frame < 3; ++frame)
         DrawString(gListFontTxt, SDL_Rect{100, 100, 300, 40}, longText, gListColorTxt, 0, false, false);
     EXPECT_EQ(zwTextRenders, before + 1) << "later frames reuse the rendered line";
-    box = litBox(readPixels(0, 0, 1280, 720), 1280);
+    box = litBox(readTargetPixels(0, 0, 1280, 720), 1280);
     EXPECT_GE(box.x, 100);
     EXPECT_LE(box.x + box.w, 400);
     EXPECT_GT(box.w, 250) << "the text runs up to the edge, ending in an ellipsis";
@@ -166,7 +166,7 @@ TEST_F(ScreenTest, DrawStringCentresClipsAndCaches) {
         SDL_RenderClear(gZwRenderer);
         DrawString(gListFontTxt, SDL_Rect{0, 0, 200, 60}, i ? "\xE4\xB9\x90" : "\xE9\x9F\xB3", gListColorTxt,
                    0, false, false);
-        shots[i] = readPixels(0, 0, 200, 60);
+        shots[i] = readTargetPixels(0, 0, 200, 60);
     }
     EXPECT_NE(shots[0], shots[1]);
     EXPECT_GT(litBox(shots[0], 200).w, 10);

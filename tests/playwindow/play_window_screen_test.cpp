@@ -1,0 +1,442 @@
+// What a frame of the now-playing screen puts where, read back from the pixels on a
+// theme of solid test images so that each piece can be told apart; the effects on their
+// canvas; the analysis, the skin and the screen's lifetime; and screenshots of the
+// committed skin compared with references.
+#include "blur_oracle.h"
+#include "player_fixture.h"
+#include "playwindow/music_play_window.h"
+#include "playwindow/play_window_internal.h"
+
+#include <dirent.h>
+
+namespace {
+
+// Band 41 holds bins 42 and 43; a tone on bin 43 is 1007.8125 Hz at 48 kHz.
+constexpr double kToneBin = 43.0;
+
+bool tapBand41Above(double value) {
+    pthread_mutex_lock(&sFFTLock);
+    bool above = s_fft_value[41] > value;
+    pthread_mutex_unlock(&sFFTLock);
+    return above;
+}
+
+class PlayScreen : public PlayerTest {
+protected:
+    void SetUp() override {
+        PlayerTest::SetUp();
+        // A red default cover, a grey bar track with red, green and blue caps and pieces;
+        // no background, no veil. Spectrum: a green lit image, a mask whose upper half is
+        // opaque, white markers. Waveform: a 15-pixel bar whose first column alone is lit.
+        std::string skin = theme.path() + "/skin/";
+        solidPng(skin + "cover-default.png", 400, 400, kRed);
+        solidPng(skin + "progress-bg-n.png", 670, 8, kGrey);
+        solidPng(skin + "progress-slider-left-n.png", 6, 8, kRed);
+        solidPng(skin + "progress-slider-middle-n.png", 4, 8, kGreen);
+        solidPng(skin + "progress-slider-right-n.png", 6, 8, kBlue);
+        solidPng(skin + "vis/fft_test/fg.png", 1200, 200, kGreen);
+        std::vector<Uint32> mask(25 * 400, 0), sample(15 * 8, 0);
+        std::fill(mask.begin(), mask.begin() + 25 * 200, 0xff102030);
+        savePng(skin + "vis/fft_test/mask.png", 25, 400, mask);
+        solidPng(skin + "vis/fft_test/peak.png", 21, 4, kWhite);
+        for (int y = 0; y < 8; ++y)
+            sample[y * 15] = kRed;
+        savePng(skin + "vis/wave_test/sample.png", 15, 8, sample);
+        useTheme(theme.path());
+    }
+    // A now-playing screen over a stand-in of the library, in place of any before it:
+    // one analysis runs at a time, as on the device.
+    MusicPlayWindow& open(bool idleMessage = false) {
+        while (!gUIWindows.empty()) {
+            delete gUIWindows.back();
+            gUIWindows.pop_back();
+        }
+        gUIWindows = {new BaseScreen, new MusicPlayWindow(1, true, idleMessage)};
+        return *static_cast<MusicPlayWindow*>(gUIWindows.back());
+    }
+    // The effect's canvas after a frame.
+    std::vector<Uint32> canvas(MusicPlayWindow& window) {
+        frame(window);
+        SetRenderTarget(window.mVisCanvas);
+        auto pixels = readTargetPixels(0, 0, 1280, 720);
+        SetRenderTarget(nullptr);
+        return pixels;
+    }
+    ScratchDir theme{"play-theme"};
+    std::string music = scratch.path() + "/music";
+};
+
+} // namespace
+
+TEST_F(PlayScreen, CoverBoxAndAWideCoverMoveUpWithTheVisualiser) {
+    solidPng(music + "/wide.png", 800, 400, kYellow);
+    gCoverBackground = false; // the blurred cover would be yellow too
+    MusicPlayWindow& window = open();
+    // {file, colour, top, bottom} with the visualiser off: V is 80, and 0 with it on.
+    const struct {
+        const char* file;
+        Uint32 colour;
+        int top, bottom;
+    } cases[] = {{"/song.flac", kRed, 160, 559}, {"/wide.flac", kYellow, 260, 459}};
+    for (const auto& c : cases) {
+        setStatus(music + c.file, "playing", 10, 100);
+        for (int v : {80, 0}) {
+            gVisualization = v == 0;
+            frame(window);
+            const int top = c.top - 80 + v, bottom = c.bottom - 80 + v;
+            EXPECT_TRUE(pixel(80, top) == c.colour && pixel(479, bottom) == c.colour) << c.file << " V " << v;
+            EXPECT_TRUE(pixel(80, top - 1) != c.colour && pixel(479, bottom + 1) != c.colour) << c.file;
+            EXPECT_TRUE(pixel(79, top) != c.colour && pixel(480, bottom) != c.colour) << c.file;
+        }
+    }
+}
+
+TEST_F(PlayScreen, BlurredBackgroundIsTheCentredScreenShapedCropOfTheCover) {
+    SDL_Rect square = playWindowBlurCrop(256, 256), wide = playWindowBlurCrop(2000, 500);
+    EXPECT_EQ(std::vector<int>({square.x, square.y, square.w, square.h}), std::vector<int>({0, 56, 256, 144}));
+    EXPECT_EQ(std::vector<int>({wide.x, wide.y, wide.w, wide.h}), std::vector<int>({556, 0, 888, 500}));
+
+    // A 256x256 cover with a colour per row and column: the screen shows the blurred
+    // rows 56 to 199 stretched over its height.
+    std::vector<Uint32> cover(256 * 256);
+    for (int i = 0; i < 256 * 256; ++i)
+        cover[i] = 0xff000040u | static_cast<Uint32>(i / 256) << 16 | static_cast<Uint32>(i % 256) << 8;
+    savePng(music + "/song.png", 256, 256, cover);
+    std::vector<uint8_t> in(256 * 256 * 4), out(in.size());
+    memcpy(in.data(), cover.data(), in.size());
+    uint8_t *a = in.data(), *b = out.data();
+    oracle::blur(a, b, 256, 256);
+    auto blurred = [&](int x, int y) { return reinterpret_cast<const Uint32*>(b)[y * 256 + x]; };
+
+    setStatus(music + "/song.flac", "playing", 10, 100);
+    MusicPlayWindow& window = open();
+    frame(window); // the frame of the change makes the blur
+    ASSERT_NE(window.mCoverBlur, nullptr);
+    frame(window);
+    for (SDL_Point p : {SDL_Point{0, 0}, SDL_Point{1279, 719}, SDL_Point{640, 360}, SDL_Point{1200, 30}}) {
+        // Nearest source pixel of the stretch, give or take one.
+        const int sx = p.x * 256 / 1280, sy = 56 + p.y * 144 / 720;
+        bool found = false;
+        for (int dy = -1; dy <= 1; ++dy)
+            for (int dx = -1; dx <= 1; ++dx)
+                found = found || pixel(p.x, p.y) == blurred(std::clamp(sx + dx, 0, 255), std::clamp(sy + dy, 56, 199));
+        EXPECT_TRUE(found) << "screen " << p.x << "," << p.y << " shows " << std::hex << pixel(p.x, p.y);
+    }
+    gCoverBackground = false;
+    frame(window);
+    EXPECT_EQ(pixel(640, 20), 0xff000000u) << "without the setting the skin background (none here) shows";
+}
+
+TEST_F(PlayScreen, ProgressBarTimesAndAPendingSeek) {
+    MusicPlayWindow& window = open();
+    gVisualization = false;
+    const int y = 274 + 80;
+    // The track is 670 wide: caps of 6 leave 658 for pieces of 4, from x 536.
+    const struct {
+        int position;
+        std::vector<std::pair<int, Uint32>> pixels;
+    } cases[] = {
+        {0, {{530, kRed}, {536, kGrey}}},                     // the left cap even at 0
+        {99, {{1183, kGreen}, {1184, kGrey}, {1194, kGrey}}}, // no right cap below 100
+        {100, {{1191, kGreen}, {1192, kBlue}, {1197, kBlue}}},
+    };
+    for (const auto& c : cases) {
+        setStatus("/m/song.flac", "playing", c.position, 100);
+        frame(window);
+        for (auto [x, colour] : c.pixels)
+            EXPECT_EQ(pixel(x, y), colour) << c.position << "% at x " << x;
+    }
+    // A seek target leads the bar until its hold runs out; the last hold frame ends the
+    // seek and already shows the position.
+    setStatus("/m/song.flac", "playing", 0, 100);
+    sMusicPlayingStatus.seekTarget.store(50);
+    sMusicPlayingStatus.seekHold.store(2);
+    frame(window);
+    EXPECT_EQ(pixel(863, y), kGreen);
+    EXPECT_EQ(sMusicPlayingStatus.seekHold.load(), 1);
+    frame(window);
+    EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), -1);
+    EXPECT_EQ(pixel(537, y), kGrey);
+
+    setStatus("/m/song.flac", "playing", 3725, 3725);
+    frame(window);
+    EXPECT_STREQ(window.mTimeText, "62:05");
+    setStatus("/m/song.flac", "paused", 10, 20);
+    frame(window);
+    EXPECT_EQ(window.mPosition, 3725) << "times are read only while playing";
+    EXPECT_EQ(window.mDuration, 3725);
+}
+
+TEST_F(PlayScreen, IdleMessageOnlyForAnEmptyPathWhenAsked) {
+    frame(open(true));
+    bool lit = false;
+    for (Uint32 p : readTargetPixels(400, 330, 640, 100))
+        lit = lit || (p & 0xffffff) > 0x808080;
+    EXPECT_TRUE(lit) << "\"Nothing is playing\" in the middle";
+    EXPECT_NE(pixel(5, 5), 0xff000000u) << "the bars are drawn";
+    EXPECT_EQ(count("get_play_mode"), 0u) << "the idle frame ends before the play mode query";
+    frame(open(false));
+    EXPECT_EQ(pixel(80, 80), kRed) << "without the message an empty path shows the default cover";
+    EXPECT_EQ(count("get_play_mode"), 1u);
+}
+
+TEST_F(PlayScreen, NothingIsPaintedWhileSuspended) {
+    MusicPlayWindow& window = open();
+    setStatus("/m/song.flac", "paused", 10, 100);
+    writeFile(MP_STAY_ALIVE_FILE, "1\n");
+    writeFile(MP_SYSTEM_SUSPEND_FILE, "");
+    SDL_SetRenderDrawColor(gZwRenderer, 255, 0, 255, 255);
+    SDL_RenderClear(gZwRenderer);
+    window.draw();
+    EXPECT_EQ(readTargetPixels(0, 0, 1280, 720), std::vector<Uint32>(1280 * 720, kMagenta));
+    EXPECT_NE(access(MP_STAY_ALIVE_FILE, F_OK), 0) << "a paused track lets the system sleep";
+    EXPECT_EQ(count("get_play_mode"), 0u);
+}
+
+TEST_F(PlayScreen, CoverIsSearchedOncePerPathInItsOrder) {
+    const std::string base = music + "/song";
+    solidPng(base + ".png", 40, 40, kBlue);
+    solidPng(base + ".jpg", 40, 40, kGreen);
+    EXPECT_EQ(std::string(getUserCoverPath(base + ".flac")), base + ".jpg");
+    removeTree(base + ".jpg");
+    removeTree(base + ".png");
+    EXPECT_EQ(getUserCoverPath(base + ".flac"), nullptr);
+    EXPECT_EQ(getUserCoverPath(".flac"), nullptr) << "a dot at position 0";
+    EXPECT_EQ(getUserCoverPath("/" + std::string(300, 'a') + ".flac"), nullptr) << "does not fit 260 bytes";
+
+    MusicPlayWindow& window = open();
+    auto coverOf = [&](const std::string& path) {
+        setStatus(path, "playing", 1, 100);
+        frame(window);
+        return pixel(280, 280);
+    };
+    solidPng(base + ".PNG", 40, 40, kBlue);
+    solidPng(MP_MUSIC_COVER_FILE, 40, 40, kGreen);
+    EXPECT_EQ(coverOf(base + ".flac"), kBlue) << "a same-name .PNG goes before the service's picture";
+    removeTree(base + ".PNG");
+    EXPECT_EQ(coverOf(base + ".flac"), kBlue) << "the loaded cover stays while the path does";
+    EXPECT_EQ(coverOf(music + "/other.flac"), kGreen);
+    removeTree(MP_MUSIC_COVER_FILE);
+    EXPECT_EQ(coverOf(music + "/third.flac"), kRed);
+    solidPng(MP_MUSIC_COVER_FILE, 40, 40, kGreen);
+    EXPECT_EQ(coverOf(music + "/third.flac"), kRed) << "a cover that turns up later waits for the next track";
+    removeTree(MP_MUSIC_COVER_FILE);
+    writeFile(music + "/bad.jpg", "not a jpeg at all");
+    EXPECT_EQ(coverOf(music + "/bad.flac"), kRed) << "an undecodable cover gives the default";
+    EXPECT_TRUE(window.mCover == nullptr && window.mCoverBlur == nullptr);
+}
+
+TEST_F(PlayScreen, SteadyToneLightsItsBandHighestWithAMarkerAbove) {
+    writeTap({{kToneBin, 32000.0}});
+    listEffects({"fft_test"});
+    setStatus("/m/song.flac", "playing", 1, 100);
+    MusicPlayWindow& window = open();
+    ASSERT_TRUE(window.mFftReady);
+    EXPECT_EQ(s_visType, kVisTypeSpectrum);
+    ASSERT_TRUE(waitUntil([] {
+        pthread_mutex_lock(&sFFTLock);
+        bool steady = s_fft_value[41] > 6.5 && s_fft_peak[41] < 7.5;
+        pthread_mutex_unlock(&sFFTLock);
+        return steady;
+    })) << "the analysis never settled on the tone";
+    auto pixels = canvas(window);
+    // Lit height of each band's middle column over the 200 rows of the foreground.
+    std::vector<int> heights;
+    for (int b = 0; b < 48; ++b) {
+        int lit = 0;
+        for (int y = 520; y < 720; ++y)
+            lit += pixels[y * 1280 + 40 + b * 25 + 12] == kGreen;
+        heights.push_back(lit);
+    }
+    EXPECT_EQ(std::max_element(heights.begin(), heights.end()) - heights.begin(), 41);
+    EXPECT_EQ(heights[41], 200) << "a value above 6 shows the whole column";
+    heights[41] = 0;
+    EXPECT_LT(*std::max_element(heights.begin(), heights.end()), 100);
+    EXPECT_EQ(pixels[530 * 1280 + 40 + 12] >> 24, 0u) << "the eraser leaves the canvas transparent";
+    const int p = static_cast<int>(200 * window.mFftPeak[41] / 6.0);
+    ASSERT_GT(p, 200);
+    EXPECT_EQ(pixels[(720 - p - 4) * 1280 + 40 + 41 * 25 + 2], kWhite) << "the marker sits above the band";
+    EXPECT_EQ(pixels[(720 - p - 5) * 1280 + 40 + 41 * 25 + 2] >> 24, 0u);
+}
+
+TEST_F(PlayScreen, WaveformBarsRunFrom40To1225) {
+    listEffects({"wave_test"});
+    setStatus("/m/song.flac", "playing", 1, 100);
+    MusicPlayWindow& window = open();
+    EXPECT_EQ(s_visType, kVisTypeWave);
+    auto pixels = canvas(window);
+    std::vector<int> starts;
+    for (int x = 0; x < 1280; ++x)
+        if (pixels[360 * 1280 + x] == kRed)
+            starts.push_back(x);
+    ASSERT_EQ(starts.size(), 80u);
+    EXPECT_EQ(starts.front(), 40);
+    EXPECT_EQ(starts.back(), 1225);
+    // A silent tap: 4-pixel bars around the centre line at 360.
+    for (int y : {358, 361})
+        EXPECT_EQ(pixels[y * 1280 + 40], kRed);
+    for (int y : {357, 362})
+        EXPECT_EQ(pixels[y * 1280 + 40] >> 24, 0u);
+}
+
+TEST_F(PlayScreen, EffectKeysLoadOnTheNextFullFrame) {
+    listEffects({"fft_test", "wave_test"});
+    setStatus("/m/song.flac", "playing", 1, 100);
+    MusicPlayWindow& window = open();
+    const int before = s_curEffectIndex;
+    pressOn(window, SDLK_2);
+    EXPECT_EQ(s_triggerVisLoad, 1);
+    EXPECT_NE(s_curEffectIndex, before);
+    writeFile(MP_SYSTEM_SUSPEND_FILE, "");
+    frame(window);
+    EXPECT_EQ(s_triggerVisLoad, 1) << "a suspended frame leaves the load pending";
+    removeTree(MP_SYSTEM_SUSPEND_FILE);
+    frame(window);
+    EXPECT_EQ(s_triggerVisLoad, 0);
+    EXPECT_EQ(s_visType, visTypeOf(s_curVis));
+    pressOn(window, SDLK_1);
+    EXPECT_EQ(s_curEffectIndex, before);
+}
+
+TEST_F(PlayScreen, AnalysisComesUpWhenTheTapAppearsLater) {
+    removeTree(MP_WAVE_TAP_FILE);
+    listEffects({"fft_test"});
+    setStatus("/m/song.flac", "playing", 1, 100);
+    MusicPlayWindow& window = open();
+    frame(window);
+    EXPECT_FALSE(window.mFftReady) << "no tap yet";
+    writeTap({{kToneBin, 32000.0}});
+    frame(window);
+    EXPECT_TRUE(window.mFftReady) << "a later frame brings the analysis up";
+    EXPECT_TRUE(waitUntil([] { return tapBand41Above(6.5); }));
+}
+
+TEST_F(PlayScreen, ThemeWithoutImagesStillDraws) {
+    ScratchDir empty("empty-theme");
+    useTheme(empty.path());
+    listEffects({"fft1", "wave1", "bars"});
+    writeTap({{kToneBin, 32000.0}});
+    setStatus("/m/song.flac", "playing", 1, 100, "Title", "Artist");
+    MusicPlayWindow& window = open();
+    EXPECT_TRUE(window.mProgressBgN == nullptr && window.mVisFg == nullptr);
+    for (SDL_Keycode key : {SDLK_2, SDLK_2, SDLK_2, SDLK_RIGHT, SDLK_UP}) {
+        pressOn(window, key);
+        frame(window);
+        frame(window);
+    }
+    EXPECT_EQ(window.mCoverBlur, nullptr);
+}
+
+namespace {
+
+// Threads of this process, and mappings of the tap, from /proc.
+int threadCount() {
+    int n = 0;
+    if (DIR* dir = opendir("/proc/self/task")) {
+        while (dirent* entry = readdir(dir))
+            n += entry->d_name[0] != '.';
+        closedir(dir);
+    }
+    return n;
+}
+
+bool tapMapped() {
+    return readFile("/proc/self/maps").find("wave_s16le") != std::string::npos;
+}
+
+} // namespace
+
+TEST_F(PlayScreen, EnteringAndLeavingFiftyTimesLeavesNothingBehind) {
+    writeTap({{kToneBin, 32000.0}});
+    listEffects({"fft_test"});
+    setStatus("/m/song.flac", "playing", 100, 300);
+    int baseline = -1;
+    std::vector<SDL_TimerID> timers;
+    for (int i = 0; i < 50; ++i) {
+        auto* window = new MusicPlayWindow(1, true, false);
+        EXPECT_TRUE(window->mFftReady);
+        frame(*window);
+        pressOn(*window, SDLK_RIGHT);
+        pressOn(*window, SDLK_LEFT);
+        timers.push_back(window->mForwardTimer);
+        timers.push_back(window->mBackwardTimer);
+        delete window;
+        EXPECT_EQ(sFFTThreadRunning.load(), 0);
+        EXPECT_TRUE(s_shm_wave == nullptr && s_in == nullptr && s_out == nullptr);
+        if (i == 0)
+            baseline = threadCount(); // SDL's timer thread stays once started
+    }
+    EXPECT_EQ(threadCount(), baseline) << "no analysis thread left running";
+    EXPECT_FALSE(tapMapped());
+    for (SDL_TimerID id : timers)
+        EXPECT_FALSE(SDL_RemoveTimer(id)) << "no seek timer left pending";
+}
+
+// Screenshots of the committed skin, for people to look at and as references.
+class PlayGallery : public PlayerTest {
+protected:
+    void SetUp() override {
+        PlayerTest::SetUp();
+        // A cover with some life: diagonal bands of warm colours and a pale disc.
+        std::vector<Uint32> cover(600 * 600);
+        for (int y = 0; y < 600; ++y)
+            for (int x = 0; x < 600; ++x) {
+                double t = (x + y) / 1200.0;
+                int r = static_cast<int>(230 - 120 * t), g = static_cast<int>(90 + 60 * std::sin(t * 9)),
+                    b = static_cast<int>(60 + 150 * t);
+                if ((x - 380) * (x - 380) + (y - 220) * (y - 220) < 110 * 110)
+                    r = 250, g = 226, b = 180;
+                cover[y * 600 + x] = 0xff000000u | r << 16 | g << 8 | b;
+            }
+        savePng(song + ".png", 600, 600, cover);
+        // A steady sound with energy in every band, louder in the bass, with a few
+        // stronger partials.
+        std::vector<std::pair<double, double>> tones;
+        for (int bin = 1; bin <= 49; ++bin)
+            tones.push_back({bin, 2600.0 / (1.0 + bin / 12.0) * (0.55 + 0.45 * std::sin(bin * 0.9)) *
+                                      (bin % 7 == 3 ? 2.2 : 1.0)});
+        for (int bin = 60; bin < 600; bin += 37)
+            tones.push_back({bin, 600.0});
+        writeTap(tones);
+    }
+    // Two frames of a screen, then the comparison.
+    void expectShot(MusicPlayWindow& window, const char* name) {
+        frame(window);
+        frame(window);
+        EXPECT_EQ(matchesReference(name, {kClockArea}), "");
+    }
+    std::string song = scratch.path() + "/Night Drive";
+};
+
+TEST_F(PlayGallery, NowPlayingWithSpectrumWithWaveformAndIdle) {
+    listEffects({"fft1"});
+    setStatus(song + ".flac", "playing", 83, 241, "Night Drive", "The Quiet Hours");
+    service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": 1}"});
+    {
+        MusicPlayWindow window(1, true, false);
+        // Every marker at rest where a steady sound holds it: on its value, or 0.3 above
+        // a loud one, never below the ladder's floor.
+        EXPECT_TRUE(waitUntil([] {
+            pthread_mutex_lock(&sFFTLock);
+            bool settled = s_fft_value[8] > 2.0;
+            for (int b = 0; b < 48 && settled; ++b) {
+                double v = s_fft_value[b];
+                settled = std::fabs(s_fft_peak[b] - std::max(v + (v > 4.5 ? 0.3 : 0.0), s_gforce_table[0])) < 1e-9;
+            }
+            pthread_mutex_unlock(&sFFTLock);
+            return settled;
+        })) << "the markers never came to rest";
+        expectShot(window, "play_spectrum");
+        EXPECT_NE(window.mCoverBlur, nullptr);
+    }
+    listEffects({"wave1"});
+    service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": 0}"});
+    setStatus(song + ".flac", "paused", 83, 241, "Night Drive", "");
+    {
+        MusicPlayWindow window(1, true, false);
+        expectShot(window, "play_waveform");
+    }
+    setStatus("", "");
+    MusicPlayWindow idle(1, true, true);
+    expectShot(idle, "play_idle");
+}
