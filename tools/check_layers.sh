@@ -24,7 +24,7 @@ rules=(
     "popups/*|base/ service/frame.h service/wire.h service/commands.h service/transport_actions.h status/ app/globals.h app/config.h popups/|zcommon.h zwindow.h zmenu.h shmvar.h"
     "playwindow/*|base/ service/frame.h service/wire.h service/commands.h service/transport_actions.h status/ visualiser/ app/globals.h app/config.h popups/popup_menu.h playwindow/|zcommon.h zwindow.h zmenu.h shmvar.h"
     "library/*|base/ service/ status/ app/globals.h app/config.h popups/popup_menu.h playwindow/music_play_window.h library/|zcommon.h zwindow.h zmenu.h shmvar.h"
-    "app/config.*|base/ visualiser/effect_catalogue.h app/config.h|zcommon.h"
+    "app/config.*|base/ visualiser/effect_catalogue.h service/commands.h app/config.h|zcommon.h"
     "app/language_table.*|app/language_table.h|zwindow.h"
     "app/globals.*|base/ app/globals.h|zcommon.h zwindow.h shmvar.h"
     "app/*|base/ service/ status/ visualiser/ playwindow/ popups/ library/ app/|$toolkit_bare"
