@@ -2,6 +2,7 @@
 
 #include "base/device_paths.h"
 #include "base/json_members.h"
+#include "service/commands.h"
 #include "zcommon.h"
 
 #include <cjson/cJSON.h>
@@ -40,6 +41,12 @@ void loadPlayerConfig() {
         }
     }
     fclose(file);
+}
+
+void sendVolumeSetting(const char* who) {
+    int volume = gMusicVolume < 1 ? 1 : gMusicVolume;
+    setvolume(volume);
+    tprintf("%s setvolume %d\n", who, volume);
 }
 
 int savePlayerConfig() {

@@ -15,3 +15,8 @@ void loadPlayerConfig();
 // Rewrites the whole file from the five variables; a file that cannot be written is
 // dropped silently. Always 0.
 int savePlayerConfig();
+
+// Sends the volume setting to the service and logs "<who> setvolume N": the service is
+// never asked for silence, so a setting below 1 goes out as 1, while the setting itself
+// stays as it is.
+void sendVolumeSetting(const char* who);

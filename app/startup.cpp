@@ -66,17 +66,6 @@ namespace {
 
 pthread_t sMusicThread;
 
-// Sends the stored volume; the service is never asked for 0.
-void sendStoredVolume() {
-    if (gMusicVolume < 1) {
-        setvolume(1);
-        tprintf("volume handler setvolume 1\n");
-    } else {
-        setvolume(gMusicVolume);
-        tprintf("volume handler setvolume %d\n", gMusicVolume);
-    }
-}
-
 // The last frame: the shutdown text over the background.
 void drawQuittingFrame() {
     if (!gBackground)
@@ -163,7 +152,7 @@ int mp_main(int argc, char** argv) {
     gIsPlaying = LoadZelmorSurface(gThemePath, "./", "skin/ic-playing.png");
     gIsPaused = LoadZelmorSurface(gThemePath, "./", "skin/ic-paused.png");
     initLang();
-    sendStoredVolume();
+    sendVolumeSetting("volume handler");
 
     sMusicThreadRunning.store(true, std::memory_order_release);
     pthread_create(&sMusicThread, nullptr, music_thread, nullptr);

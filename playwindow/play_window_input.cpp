@@ -159,14 +159,7 @@ void MusicPlayWindow::stepVolume(int delta) {
     if (delta < 0 && level > 0)
         --level;
     gMusicVolume = level * kVolumeStep;
-    // The service is never asked for silence; the setting itself may be 0.
-    if (gMusicVolume > 0) {
-        setvolume(gMusicVolume);
-        tprintf("playwindow setvolume %d\n", gMusicVolume);
-    } else {
-        setvolume(1);
-        tprintf("playwindow setvolume 1\n");
-    }
+    sendVolumeSetting("playwindow");
     savePlayerConfig();
     char command[64];
     snprintf(command, sizeof(command), "./show_music_volume_msg.sh \"  %d%%\"& ", gMusicVolume);

@@ -1,5 +1,7 @@
 #include "popups/music_info_window.h"
 
+#include "popups/list_screen.h"
+
 #include "app/globals.h"
 #include "status/music_status.h"
 
@@ -17,12 +19,7 @@ int MusicInfoWindow::eventHandling() {
 }
 
 int MusicInfoWindow::draw() {
-    if (gBackground)
-        gBackground->blit(nullptr, nullptr, 1, nullptr);
-    drawNavBar(0);
-    drawStatBar(0);
-    mSettingMenu.draw();
-    return 0;
+    return drawListScreen(this, mSettingMenu);
 }
 
 int popup_info_window(void*) {

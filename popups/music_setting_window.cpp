@@ -1,5 +1,7 @@
 #include "popups/music_setting_window.h"
 
+#include "popups/list_screen.h"
+
 #include "app/config.h"
 #include "app/globals.h"
 #include "service/commands.h"
@@ -33,12 +35,7 @@ int MusicSettingWindow::eventHandling() {
 }
 
 int MusicSettingWindow::draw() {
-    if (gBackground)
-        gBackground->blit(nullptr, nullptr, 1, nullptr);
-    drawNavBar(0);
-    drawStatBar(0);
-    mSettingMenu.draw();
-    return 0;
+    return drawListScreen(this, mSettingMenu);
 }
 
 VolumeValueHandler::VolumeValueHandler() : mStep(gMusicVolume / 10) {
@@ -52,13 +49,7 @@ int VolumeValueHandler::changeValue(int key) {
         ++mStep;
     gMusicVolume = mStep * 10;
     // The lowest position keeps the service's output at its volume 1, not silent.
-    if (gMusicVolume < 1) {
-        setvolume(1);
-        tprintf("volume handler setvolume 1\n");
-    } else {
-        setvolume(gMusicVolume);
-        tprintf("volume handler setvolume %d\n", gMusicVolume);
-    }
+    sendVolumeSetting("volume handler");
     savePlayerConfig();
     return 1;
 }

@@ -16,8 +16,12 @@ root="$PWD/$dir/devroot"
 cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Release -DDEVICE_ROOT="$root" -DMP_TESTS=OFF -DMP_BENCH=OFF >/dev/null
 cmake --build "$dir" -j"$(nproc)" --target musicplayer musicservice
 
-# The device folders, the demo library and a playlist and favourites to go with it.
-mkdir -p "$root/mnt/UDISK/musicservice" "$root/mnt/SDCARD/Music" "$root/tmp/zelmor_music"
+# The device folders, the demo library and a playlist and favourites to go with it. The
+# player lists its visual effects from the application's skin folder on the device: here
+# that is the checkout's own.
+mkdir -p "$root/mnt/UDISK/musicservice" "$root/mnt/SDCARD/Music" "$root/tmp/zelmor_music" \
+    "$root/usr/zelmor/apps/musicplayer"
+ln -sfn "$PWD/skin" "$root/usr/zelmor/apps/musicplayer/skin"
 tools/make_demo_library.sh "$root/mnt/SDCARD/Music"
 music="$root/mnt/SDCARD/Music"
 if [ ! -f "$root/mnt/UDISK/musicservice/playlist.m3u" ]; then
