@@ -5,23 +5,30 @@
 #include <cstring>
 #include <strings.h>
 
-std::atomic<int> gFilesActivated{0};
 void (*gHandlerHook)(const char* name) = nullptr;
 ZelmorSurface* gTestAudioIcon = nullptr;
 
-int TestRowAction::dowork(void*) {
-    if (!mFolder) {
-        ++gFilesActivated;
+namespace {
+
+// A folder row pushes the folder event with its own path text; a file row does nothing.
+class TestRowAction : public Action {
+public:
+    TestRowAction(const char* path, bool folder) : mPath(path), mFolder(folder) {}
+    int dowork(void*) override {
+        SDL_Event event;
+        SDL_zero(event);
+        event.type = SDL_USEREVENT;
+        event.user.code = USER_EVENT_OPEN_FOLDER;
+        event.user.data1 = const_cast<char*>(mPath.c_str());
+        if (mFolder)
+            SDL_PushEvent(&event);
         return 0;
     }
-    SDL_Event event;
-    SDL_zero(event);
-    event.type = SDL_USEREVENT;
-    event.user.code = USER_EVENT_OPEN_FOLDER;
-    event.user.data1 = const_cast<char*>(mPath.c_str());
-    SDL_PushEvent(&event);
-    return 0;
-}
+    std::string mPath;
+    bool mFolder;
+};
+
+} // namespace
 
 int file_filter(const char* name, const char*) {
     const char* dot = strrchr(name, '.');
@@ -31,10 +38,9 @@ int file_filter(const char* name, const char*) {
 TextMenuItem* file_handler(const char* name, const char* path, int type) {
     if (gHandlerHook)
         gHandlerHook(name);
-    if (strncmp(name, "skipme", 6) == 0 || (type != 101 && type != 102))
+    if (type != 101 && type != 102)
         return nullptr;
     // Folders get the skin's folder icon once a test has loaded the skin, files the
     // test's audio icon.
-    return new PathRow(name, path, type == 102 ? gIconFolder : gTestAudioIcon,
-                       new TestRowAction(path, type == 102));
+    return new PathRow(name, path, type == 102 ? gIconFolder : gTestAudioIcon, new TestRowAction(path, type == 102));
 }

@@ -4,7 +4,6 @@
 
 #include "zmenu.h"
 
-#include <atomic>
 #include <string>
 
 class PathRow : public TextMenuItem {
@@ -13,17 +12,6 @@ public:
         : TextMenuItem(name, icon, action, true), mPath(path) {}
     std::string mPath;
 };
-
-// A folder row pushes the folder event with its own path text; a file row counts.
-class TestRowAction : public Action {
-public:
-    TestRowAction(const char* path, bool folder) : mPath(path), mFolder(folder) {}
-    int dowork(void*) override;
-    std::string mPath;
-    bool mFolder;
-};
-
-extern std::atomic<int> gFilesActivated;
 
 // Icon of music file rows, as the program's gIconAudio; null unless a test sets it.
 extern ZelmorSurface* gTestAudioIcon;
