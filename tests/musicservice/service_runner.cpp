@@ -1,16 +1,15 @@
 #include "service_runner.h"
 
+#include "../support/wait_until.h"
 #include "base/device_paths.h"
 #include "service/commands.h"
 #include "status/track_dump.h"
 
-#include <cerrno>
 #include <cjson/cJSON.h>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <poll.h>
 #include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -19,39 +18,19 @@
 
 namespace {
 
-constexpr int kPollMs = 5;
-
-void sleepMs(int ms) {
-    struct timespec duration = {ms / 1000, static_cast<long>(ms % 1000) * 1000000L};
-    nanosleep(&duration, nullptr);
-}
-
 // waitpid with a deadline: the status, or -1 when the process is still running.
-int waitExit(pid_t pid, int timeoutMs) {
-    long deadline = monotonicMs() + timeoutMs;
-    for (;;) {
-        int status = 0;
-        pid_t done = waitpid(pid, &status, WNOHANG);
-        if (done == pid)
-            return status;
-        if (done < 0 && errno != EINTR)
-            return -1;
-        if (monotonicMs() > deadline)
-            return -1;
-        sleepMs(kPollMs);
-    }
+int waitExit(ServiceProcess* service, int timeoutMs) {
+    int status = -1;
+    if (service->pid <= 0 || !waitUntil([&] { return waitpid(service->pid, &status, WNOHANG) == service->pid; }, timeoutMs))
+        return -1;
+    service->pid = -1;
+    return status;
 }
 
-std::string fileText(const char* path) {
-    std::ifstream in(path, std::ios::binary);
+std::string fileText(const std::string& path) {
     std::stringstream buffer;
-    buffer << in.rdbuf();
+    buffer << std::ifstream(path, std::ios::binary).rdbuf();
     return buffer.str();
-}
-
-ino_t statusInode() {
-    struct stat info;
-    return stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
 }
 
 } // namespace
@@ -62,10 +41,6 @@ long monotonicMs() {
     return static_cast<long>(now.tv_sec) * 1000L + now.tv_nsec / 1000000L;
 }
 
-const char* musicServiceBinary() {
-    return MP_MUSICSERVICE_BIN;
-}
-
 const char* demoLibraryDir() {
     return MP_DEMO_LIBRARY_DIR;
 }
@@ -74,51 +49,38 @@ int spawnMusicService(ServiceProcess* service, const std::vector<std::string>& a
     static int sStarts = 0;
     service->logPath = std::string(MP_SERVICE_LOG_DIR) + "/musicservice-" + std::to_string(getpid()) + "-" +
                        std::to_string(++sStarts) + ".log";
-    std::vector<char*> argv;
-    argv.push_back(const_cast<char*>(MP_MUSICSERVICE_BIN));
+    std::vector<char*> argv = {const_cast<char*>(MP_MUSICSERVICE_BIN)};
     for (const std::string& arg : args)
         argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);
     pid_t pid = fork();
-    if (pid < 0)
-        return -1;
     if (pid == 0) {
         int log = open(service->logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        if (log >= 0) {
-            dup2(log, STDERR_FILENO);
-            dup2(log, STDOUT_FILENO);
-        }
+        dup2(log, STDERR_FILENO);
+        dup2(log, STDOUT_FILENO);
         setenv("SDL_AUDIODRIVER", "dummy", 1);
         execv(argv[0], argv.data());
         _exit(127);
     }
     service->pid = pid;
-    return 0;
+    return pid > 0 ? 0 : -1;
 }
 
 int waitMusicServiceExit(ServiceProcess* service, int timeoutMs) {
-    if (service->pid <= 0)
-        return -1;
-    int status = waitExit(service->pid, timeoutMs);
-    if (status >= 0)
-        service->pid = -1;
-    return status;
+    return waitExit(service, timeoutMs);
 }
 
 int startMusicService(ServiceProcess* service, const std::vector<std::string>& args, int timeoutMs) {
     if (spawnMusicService(service, args) < 0)
         return -1;
-    long deadline = monotonicMs() + timeoutMs;
-    while (monotonicMs() < deadline) {
-        int status = 0;
-        if (waitpid(service->pid, &status, WNOHANG) == service->pid) {
-            service->pid = -1;
-            return -1;
-        }
-        if (serviceAnswers())
-            return 0;
-        sleepMs(kPollMs * 2);
-    }
+    int status = 0;
+    bool exited = false;
+    if (waitUntil([&] { return (exited = waitpid(service->pid, &status, WNOHANG) == service->pid) || serviceAnswers(); },
+                  timeoutMs) &&
+        !exited)
+        return 0;
+    if (exited)
+        service->pid = -1;
     killMusicService(service);
     return -1;
 }
@@ -127,25 +89,24 @@ int stopMusicService(ServiceProcess* service, int timeoutMs) {
     if (service->pid <= 0)
         return -1;
     kill(service->pid, SIGTERM);
-    int status = waitExit(service->pid, timeoutMs);
+    int status = waitExit(service, timeoutMs);
     if (status < 0) {
         kill(service->pid, SIGKILL);
-        status = waitExit(service->pid, timeoutMs);
+        status = waitExit(service, timeoutMs);
     }
     service->pid = -1;
     return status;
 }
 
 void killMusicService(ServiceProcess* service) {
-    if (service->pid <= 0)
-        return;
-    kill(service->pid, SIGKILL);
-    waitExit(service->pid, 15000);
+    if (service->pid > 0)
+        kill(service->pid, SIGKILL);
+    waitExit(service, 15000);
     service->pid = -1;
 }
 
 std::string serviceLog(const ServiceProcess& service) {
-    return fileText(service.logPath.c_str());
+    return fileText(service.logPath);
 }
 
 bool serviceAnswers() {
@@ -153,8 +114,7 @@ bool serviceAnswers() {
 }
 
 bool readStatusRecord(MusicPlayingStatus* record) {
-    std::string text = fileText(MP_STATUS_FILE);
-    cJSON* root = cJSON_Parse(text.c_str());
+    cJSON* root = cJSON_Parse(fileText(MP_STATUS_FILE).c_str());
     if (!root)
         return false;
     TrackDump dump;
@@ -166,29 +126,28 @@ bool readStatusRecord(MusicPlayingStatus* record) {
 
 bool waitForStatus(const std::function<bool(const MusicPlayingStatus&)>& condition, int timeoutMs,
                    MusicPlayingStatus* record) {
-    long deadline = monotonicMs() + timeoutMs;
-    for (;;) {
-        if (readStatusRecord(record) && condition(*record))
-            return true;
-        if (monotonicMs() > deadline)
-            return false;
-        sleepMs(kPollMs);
-    }
+    return waitUntil([&] { return readStatusRecord(record) && condition(*record); }, timeoutMs);
 }
 
 bool waitForStatusRewrites(int count, int timeoutMs) {
-    long deadline = monotonicMs() + timeoutMs;
-    ino_t last = statusInode();
+    auto inode = [] {
+        struct stat info;
+        return stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
+    };
+    ino_t last = inode();
     int seen = 0;
-    while (seen < count) {
-        if (monotonicMs() > deadline)
-            return false;
-        sleepMs(kPollMs);
-        ino_t now = statusInode();
-        if (now != last) {
-            ++seen;
-            last = now;
-        }
-    }
-    return true;
+    return waitUntil([&] {
+        ino_t now = inode();
+        seen += now != last;
+        last = now;
+        return seen >= count;
+    }, timeoutMs);
+}
+
+bool closedByService(int fd, int timeoutMs) {
+    char buffer[4096];
+    return waitUntil([&] {
+        struct pollfd pfd = {fd, POLLIN, 0};
+        return poll(&pfd, 1, 10) > 0 && read(fd, buffer, sizeof(buffer)) <= 0;
+    }, timeoutMs);
 }

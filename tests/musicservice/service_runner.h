@@ -18,20 +18,17 @@ struct ServiceProcess {
     std::string logPath;
 };
 
-// The binary and the demo library of this build.
-const char* musicServiceBinary();
+// The demo library of this build.
 const char* demoLibraryDir();
 
 // Launches the service with the extra arguments and waits, up to timeoutMs, until its
 // socket answers a query. 0, or -1 (the process is then ended).
 int startMusicService(ServiceProcess* service, const std::vector<std::string>& args = {}, int timeoutMs = 30000);
-
 // Launches the service without waiting for it: 0 or -1.
 int spawnMusicService(ServiceProcess* service, const std::vector<std::string>& args = {});
 // Waits up to timeoutMs for the process to end by itself: its exit status as waitpid
 // gives it, or -1 when it still runs.
 int waitMusicServiceExit(ServiceProcess* service, int timeoutMs);
-
 // SIGTERM, then SIGKILL after timeoutMs: the exit status as waitpid gives it, -1 when
 // nothing ran.
 int stopMusicService(ServiceProcess* service, int timeoutMs = 15000);
@@ -40,7 +37,6 @@ void killMusicService(ServiceProcess* service);
 
 // The service's log so far.
 std::string serviceLog(const ServiceProcess& service);
-
 // True when a query over the socket gets its answer.
 bool serviceAnswers();
 
@@ -48,14 +44,14 @@ bool serviceAnswers();
 // end's monitor stores them (tags merged and repaired). false when the status file is
 // missing or does not parse.
 bool readStatusRecord(MusicPlayingStatus* record);
-
 // Re-reads the status file until the condition holds or timeoutMs has passed: true when
 // it held; *record is the last record read.
 bool waitForStatus(const std::function<bool(const MusicPlayingStatus&)>& condition, int timeoutMs,
                    MusicPlayingStatus* record);
-
 // Waits until the status file has been replaced count more times.
 bool waitForStatusRewrites(int count, int timeoutMs);
+// True when the service closes the connection within timeoutMs (whatever it sent).
+bool closedByService(int fd, int timeoutMs);
 
 // Milliseconds on a monotonic clock.
 long monotonicMs();
