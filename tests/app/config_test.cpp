@@ -48,7 +48,7 @@ TEST_F(ConfigTest, SavesAllFiveInSevenLinesWhateverTheFileHeld) {
                                         "\t\"music_volume\":\t30\n}");
 }
 
-TEST_F(ConfigTest, OnlyNumbersCountAndByTheirIntegerView) {
+TEST_F(ConfigTest, OnlyNumbersCountByTheirIntegerViewAndVolumesRoundTripUnclamped) {
     // JSON false and true and a string are no numbers; -3 and 0.5 load as -3 and 0.
     load(R"({"background_play": false, "music_visualization": true, "cover_as_background": "0",
              "visualization_index": -3, "music_volume": 0.5})");
@@ -57,9 +57,6 @@ TEST_F(ConfigTest, OnlyNumbersCountAndByTheirIntegerView) {
     EXPECT_EQ(settings(), "0|1|1|-3|0");
     load("{\"music_volume\": 70, truncated");
     EXPECT_EQ(settings(), "0|1|1|-3|0") << "text that is not JSON changes nothing";
-}
-
-TEST_F(ConfigTest, VolumesRoundTripUnclamped) {
     for (int volume : {-20, 0, 250}) {
         gMusicVolume = volume;
         savePlayerConfig();
@@ -67,10 +64,8 @@ TEST_F(ConfigTest, VolumesRoundTripUnclamped) {
         loadPlayerConfig();
         EXPECT_EQ(gMusicVolume, volume);
     }
-}
-
-TEST_F(ConfigTest, UnwritableLocationIsDroppedSilently) {
-    // A directory in the file's place cannot be opened for writing.
+    // A directory in the file's place cannot be opened for writing: dropped silently.
+    remove(MP_CONFIG_FILE);
     ASSERT_EQ(mkdir(MP_CONFIG_FILE, 0755), 0);
     EXPECT_EQ(savePlayerConfig(), 0);
     struct stat info;

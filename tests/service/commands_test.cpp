@@ -1,5 +1,4 @@
-// Command wrappers: queries that read a number member, separate connections per
-// command, and the favourites walk.
+// Command wrappers: queries that read a number member, and the favourites walk.
 #include "fake_service.h"
 #include "service/commands.h"
 
@@ -30,18 +29,6 @@ TEST_F(CommandsTest, QueriesReadTheirNumberMemberOrGiveMinusOne) {
     EXPECT_EQ(playMode("{\"mode\": \"2\"}"), -1);
     EXPECT_EQ(playMode("{\"listtype\": 1}"), -1);
     EXPECT_EQ(playMode("not json {"), -1);
-}
-
-TEST_F(CommandsTest, EveryCommandUsesItsOwnConnection) {
-    EXPECT_GT(noarg_cmd("next"), 0);
-    EXPECT_GT(setvolume(30), 0);
-    EXPECT_GT(setPlayMode(PlayModeSingleCycle), 0);
-    ASSERT_TRUE(service.waitForFrames(3, 2000));
-    auto frames = service.frames();
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(frames[i].connection, i + 1);
-    EXPECT_EQ(frames[1].body, "{\n\t\"cmd\":\t\"set_volume\",\n\t\"volume\":\t30\n}");
-    EXPECT_EQ(frames[2].body, "{\n\t\"cmd\":\t\"set_play_mode\",\n\t\"mode\":\t2\n}");
 }
 
 TEST_F(CommandsTest, FavouritesKeepOrderAndSkipElementsWithoutAStringPath) {

@@ -47,22 +47,28 @@ TEST(AbstractAddress, FifteenBytesWithALeadingZero) {
               std::string(sizeof(address.sun_path) - 13, '\0'));
 }
 
-TEST_F(WireTest, FramesAreByteExact) {
+TEST_F(WireTest, FramesAreByteExactOnAConnectionEach) {
     pause();
     filepath_cmd("play_file_in_dir", "/m/\"q\" \xc3\xa9t\xc3\xa9.flac");
     seek_cmd(83 * 1000);
-    ASSERT_TRUE(service.waitForFrames(3, 2000));
+    setvolume(30);
+    setPlayMode(PlayModeSingleCycle);
+    ASSERT_TRUE(service.waitForFrames(5, 2000));
     auto frames = service.frames();
     EXPECT_EQ(frames[0].magic, 0xABCDEDCBu);
     EXPECT_EQ(frames[0].length, 19);
-    EXPECT_EQ(frames[0].body, "{\n\t\"cmd\":\t\"pause\"\n}");
     // Quotes are escaped by the JSON printer and the length counts the escaped text;
     // bytes above 0x7F pass unchanged.
-    std::string pathBody =
-        "{\n\t\"cmd\":\t\"play_file_in_dir\",\n\t\"path\":\t\"/m/\\\"q\\\" \xc3\xa9t\xc3\xa9.flac\"\n}";
-    EXPECT_EQ(frames[1].body, pathBody);
-    EXPECT_EQ(frames[1].length, static_cast<int32_t>(pathBody.size()));
-    EXPECT_EQ(frames[2].body, "{\n\t\"cmd\":\t\"seek\",\n\t\"ms\":\t83000\n}");
+    const std::string bodies[] = {
+        "{\n\t\"cmd\":\t\"pause\"\n}",
+        "{\n\t\"cmd\":\t\"play_file_in_dir\",\n\t\"path\":\t\"/m/\\\"q\\\" \xc3\xa9t\xc3\xa9.flac\"\n}",
+        "{\n\t\"cmd\":\t\"seek\",\n\t\"ms\":\t83000\n}", "{\n\t\"cmd\":\t\"set_volume\",\n\t\"volume\":\t30\n}",
+        "{\n\t\"cmd\":\t\"set_play_mode\",\n\t\"mode\":\t2\n}"};
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(frames[i].body, bodies[i]);
+        EXPECT_EQ(frames[i].length, static_cast<int32_t>(bodies[i].size()));
+        EXPECT_EQ(frames[i].connection, i + 1);
+    }
 }
 
 TEST_F(WireTest, RepliesGoodAndBadWithTheirLogLines) {
