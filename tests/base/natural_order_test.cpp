@@ -32,11 +32,11 @@ bool keyOrder(const std::string& a, const std::string& b) {
 } // namespace
 
 TEST(NaturalOrder, ReadsLikeAPersonWouldSortTracks) {
-    std::vector<std::string> names = {"track10.mp3", "Track2.mp3", "track1.mp3", "track01.mp3", "a", "A",
+    std::vector<std::string> names = {"track10.mp3", "Track2.mp3", "track1.mp3", "track01.mp3", "a",   "A",
                                       "a0",          "b",          "10 x",       "9 x",         "x-1", "x1"};
     naturalSort(&names);
-    EXPECT_EQ(names, (std::vector<std::string>{"9 x", "10 x", "A", "a", "a0", "b", "track01.mp3", "track1.mp3",
-                                               "Track2.mp3", "track10.mp3", "x-1", "x1"}));
+    EXPECT_EQ(names, (std::vector<std::string>{"9 x", "10 x", "A", "a", "a0", "b", "track01.mp3",
+                                               "track1.mp3", "Track2.mp3", "track10.mp3", "x-1", "x1"}));
     // Digit runs longer than a length byte holds.
     std::string longRun(300, '7'), longer(301, '1');
     EXPECT_TRUE(naturalLess("x" + longRun, "x" + longer) && keyOrder("x" + longRun, "x" + longer));
@@ -59,7 +59,8 @@ TEST(NaturalOrder, ComparisonKeysAndKeySortAgree) {
         for (int n = 0; n < 2000; ++n)
             names.push_back((n % 3 ? "Disc 01 - Track " : "disc 1 - track ") + randomName(random));
         std::vector<std::string> expected = names;
-        std::stable_sort(expected.begin(), expected.end(), [](auto& a, auto& b) { return naturalLess(a, b); });
+        std::stable_sort(expected.begin(), expected.end(),
+                         [](auto& a, auto& b) { return naturalLess(a, b); });
         naturalSort(&names);
         ASSERT_EQ(names, expected) << "round " << round;
     }

@@ -24,19 +24,23 @@ protected:
         gUIWindows.pop_back();
     }
     // Selected, first and last row of the page.
-    std::vector<int> view() { return {album->mMenu.mSelected, album->mMenu.mFirstVisible, album->mMenu.mLastVisible}; }
+    std::vector<int> view() {
+        return {album->mMenu.mSelected, album->mMenu.mFirstVisible, album->mMenu.mLastVisible};
+    }
     MusicAlbumWindow* album = nullptr;
 };
 
 } // namespace
 
 TEST_F(AlbumTest, StartPausesOrResumesOnlyWhenThereIsATrack) {
-    const std::pair<std::string, std::string> statuses[] = {{"", ""}, {track(3), "playing"}, {track(3), "paused"}, {track(3), ""}};
+    const std::pair<std::string, std::string> statuses[] = {
+        {"", ""}, {track(3), "playing"}, {track(3), "paused"}, {track(3), ""}};
     for (const auto& [path, state] : statuses) {
         setStatus(path, state);
         pressAndStep(SDLK_SPACE);
     }
-    EXPECT_EQ(sent(), (std::vector<std::string>{"pause", "resume", "resume"})) << "nothing plays: nothing to resume";
+    EXPECT_EQ(sent(), (std::vector<std::string>{"pause", "resume", "resume"}))
+        << "nothing plays: nothing to resume";
     EXPECT_EQ(gUIWindows.size(), 1u);
 }
 

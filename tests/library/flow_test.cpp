@@ -13,8 +13,9 @@ protected:
     // The commands that change playback, leaving out the queries a screen may make.
     std::vector<std::string> sentCommands() {
         std::vector<std::string> words = sent();
-        words.erase(std::remove_if(words.begin(), words.end(), [](auto& w) { return w.compare(0, 4, "get_") == 0; }),
-                    words.end());
+        words.erase(
+            std::remove_if(words.begin(), words.end(), [](auto& w) { return w.compare(0, 4, "get_") == 0; }),
+            words.end());
         return words;
     }
     // Opens a row of the popup menu over the library.
@@ -32,8 +33,8 @@ TEST_F(FlowTest, BrowsePlayComeBackAndUseEveryPopupScreen) {
     const std::string albums = library + "/Albums";
     makeEntries(albums, {"01 - Morning Light.flac", "02 - Harbour Walk.mp3", "03 - Paper Boats.mp3",
                          "04 - Night Train.ape", "05 - Long Way Home.wav", "06 - Salt and Cedar.mp3",
-                         "07 - Lanterns.mp3", "08 - The Slow Tide.flac", "09 - Crossing.mp3", "10 - Last Ferry.mp3",
-                         "11 - Coda.dsf", "cover.jpg"});
+                         "07 - Lanterns.mp3", "08 - The Slow Tide.flac", "09 - Crossing.mp3",
+                         "10 - Last Ferry.mp3", "11 - Coda.dsf", "cover.jpg"});
     auto* album = new MusicAlbumWindow(nullptr);
     album->init();
     gUIWindows.push_back(album);

@@ -53,11 +53,12 @@ protected:
 } // namespace
 
 TEST_F(RowsTest, SuffixesDecideFilesAndEveryFolderGetsARow) {
-    makeEntries(library, {"a.flac", "a.b.dsf", "a.FLAC", "a.mp3.txt", "noextension", "b.mp3x", "end.", "c.wav",
-                          "d.ape", "e.wma", ".hidden.mp3", "x.mp3/", "Folder/", ".git/"});
+    makeEntries(library, {"a.flac", "a.b.dsf", "a.FLAC", "a.mp3.txt", "noextension", "b.mp3x", "end.",
+                          "c.wav", "d.ape", "e.wma", ".hidden.mp3", "x.mp3/", "Folder/", ".git/"});
     MusicBrowserMenu menu(nullptr);
     menu.LoadDir();
-    EXPECT_EQ(labels(menu), (std::vector<std::string>{"Folder", "x.mp3", "a.b.dsf", "a.flac", "c.wav", "d.ape", "e.wma"}));
+    EXPECT_EQ(labels(menu),
+              (std::vector<std::string>{"Folder", "x.mp3", "a.b.dsf", "a.flac", "c.wav", "d.ape", "e.wma"}));
 
     auto* folderAction = static_cast<MusicFileAction*>(row(menu, 1)->getAction());
     EXPECT_EQ(row(menu, 1)->mItemPath, library + "/x.mp3");
@@ -131,7 +132,8 @@ TEST_F(RowsTest, TheLoaderBringsTheCurrentTrackToTheMiddleOfThePage) {
     EXPECT_EQ(loadWith(library + "/elsewhere/t5.mp3"), Calls{}) << "no match: the cursor stays";
     EXPECT_EQ(loadWith(""), Calls{});
     gUserFile = library + "/t15.mp3";
-    EXPECT_EQ(loadWith(library + "/t3.mp3"), (Calls{{15, 12, 17}})) << "the file named on the command line wins";
+    EXPECT_EQ(loadWith(library + "/t3.mp3"), (Calls{{15, 12, 17}}))
+        << "the file named on the command line wins";
 }
 
 // A folder of 100,000 tracks: the screen comes up with the empty list (or the first

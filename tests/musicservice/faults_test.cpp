@@ -52,7 +52,8 @@ protected:
         ASSERT_GT(setPlayDir(path.substr(0, path.find_last_of('/')).c_str()), 0);
         ASSERT_GT(filepath_cmd("play_file_in_dir", path.c_str()), 0);
         ASSERT_TRUE(waitForStatus(
-            [&](const MusicPlayingStatus& s) { return s.filename == path && s.status == "playing"; }, kWaitMs, &mRecord));
+            [&](const MusicPlayingStatus& s) { return s.filename == path && s.status == "playing"; }, kWaitMs,
+            &mRecord));
     }
     // The service answers (once it has worked through what came before) and still
     // plays the first tone in sequence mode.
@@ -135,7 +136,9 @@ TEST_F(FaultTest, AHundredClientsAtOnceAreAllServed) {
     for (int i = 0; i < 100; ++i) {
         clients.emplace_back([&, i] {
             // Every tenth sends the same volume; the others ask for the mode or the list.
-            bool right = i % 10 == 0 ? setvolume(70) > 0 : i % 2 ? getPlayMode() == 2 : getCurrentListType() == 1;
+            bool right = i % 10 == 0 ? setvolume(70) > 0
+                         : i % 2     ? getPlayMode() == 2
+                                     : getCurrentListType() == 1;
             answered += right;
         });
     }
@@ -149,7 +152,8 @@ TEST_F(FaultTest, AHundredClientsAtOnceAreAllServed) {
 TEST_F(FaultTest, AClientGoneBeforeItsReplyDoesNotHarmTheService) {
     std::string favorites;
     for (int i = 0; i < 5000; ++i)
-        favorites += "/music/a long folder name for a large reply/track number " + std::to_string(i) + ".flac\n";
+        favorites +=
+            "/music/a long folder name for a large reply/track number " + std::to_string(i) + ".flac\n";
     makeDirs(MP_SERVICE_DATA_DIR);
     writeFile(std::string(MP_SERVICE_DATA_DIR) + "/favorite.m3u", favorites);
     for (int i = 0; i < 10; ++i) {
@@ -170,7 +174,8 @@ TEST_F(FaultTest, ASecondInstanceRefusesToStart) {
     if (status < 0)
         killMusicService(&second);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << status;
-    EXPECT_NE(serviceLog(second).find("another instance is already running"), std::string::npos) << serviceLog(second);
+    EXPECT_NE(serviceLog(second).find("another instance is already running"), std::string::npos)
+        << serviceLog(second);
     expectUndisturbed();
 }
 
@@ -188,7 +193,8 @@ TEST_F(FaultTest, AServiceKilledMidWorkIsReplacedAndTheNextCommandWorks) {
     killMusicService(&mService);
     int beforeRestart = answered.load();
     ASSERT_EQ(startMusicService(&mService), 0) << serviceLog(mService);
-    EXPECT_TRUE(waitUntil([&] { return answered.load() > beforeRestart; })) << "the client reaches the new service";
+    EXPECT_TRUE(waitUntil([&] { return answered.load() > beforeRestart; }))
+        << "the client reaches the new service";
     going.store(false);
     client.join();
     play(std::string(demoLibraryDir()) + "/Tones/02 Tone 1007.8125 Hz.flac");

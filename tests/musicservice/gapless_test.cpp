@@ -50,7 +50,8 @@ protected:
     std::vector<int16_t> finishRecording() {
         int status = stopMusicService(&mService);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-        EXPECT_EQ(serviceLog(mService).find("were lost"), std::string::npos) << "the recording dropped frames";
+        EXPECT_EQ(serviceLog(mService).find("were lost"), std::string::npos)
+            << "the recording dropped frames";
         std::string bytes = readFile(mRecording);
         std::vector<int16_t> samples(bytes.size() / 2);
         memcpy(samples.data(), bytes.data(), samples.size() * 2);
@@ -81,9 +82,10 @@ TEST_F(GaplessTest, TracksCutFromOneSignalPlayBackAsThatSignalSampleForSample) {
 
     ASSERT_GT(setPlayDir(dir.c_str()), 0);
     ASSERT_GT(filepath_cmd("play_file_in_dir", (dir + "/01.wav").c_str()), 0);
-    ASSERT_TRUE(waitForStatus([&](const MusicPlayingStatus& s) { return s.filename == dir + "/03.wav"; }, kWaitMs,
-                              &mRecord));
-    ASSERT_TRUE(waitForStatus([](const MusicPlayingStatus& s) { return s.status == "stopped"; }, kWaitMs, &mRecord));
+    ASSERT_TRUE(waitForStatus([&](const MusicPlayingStatus& s) { return s.filename == dir + "/03.wav"; },
+                              kWaitMs, &mRecord));
+    ASSERT_TRUE(
+        waitForStatus([](const MusicPlayingStatus& s) { return s.status == "stopped"; }, kWaitMs, &mRecord));
     std::vector<int16_t> heard = finishRecording();
 
     // Find where the signal begins (after any silence before the first buffer).
@@ -96,7 +98,8 @@ TEST_F(GaplessTest, TracksCutFromOneSignalPlayBackAsThatSignalSampleForSample) {
         if (heard[2 * start + i] != signal[i] && mismatches++ == 0)
             first = i / 2;
     }
-    EXPECT_EQ(mismatches, 0u) << "first wrong frame " << first << " (joins at " << cuts[1] << " and " << cuts[2] << ")";
+    EXPECT_EQ(mismatches, 0u) << "first wrong frame " << first << " (joins at " << cuts[1] << " and "
+                              << cuts[2] << ")";
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-// Decoding on its own: files that are not audio, exact samples and exact seeks; and a
-// status text with every awkward character read back by the front end's own code.
+// Files that are not audio refused by the decoder, exact seeks, and a status text with
+// every awkward character read back by the front end's own code.
 #include "musicservice/decoder.h"
 #include "musicservice/media_info.h"
 #include "musicservice/status_writer.h"
@@ -46,26 +46,24 @@ TEST_F(MediaTest, FilesThatAreNotAudioAreRefused) {
     }
 }
 
-TEST_F(MediaTest, WavDecodesToEveryFrameAndSeeksLandExactly) {
-    std::string path = demo("Tones/10 Tone 100 Hz.wav");
+TEST_F(MediaTest, SeeksLandOnTheExactSample) {
+    // FLAC lands on the start of its block before the target: the rest is dropped.
+    std::string path = demo("Tones/01 Tone 440 Hz.flac");
     Opened whole(path), seeking(path);
     ASSERT_TRUE(whole.result == 0 && seeking.result == 0);
     std::vector<int16_t> all;
     const int16_t* frames = nullptr;
-    int count;
-    while ((count = decoderRead(whole.decoder, &frames)) > 0)
+    for (int count; (count = decoderRead(whole.decoder, &frames)) > 0;)
         all.insert(all.end(), frames, frames + 2 * count);
-    EXPECT_EQ(count, 0);
     ASSERT_EQ(all.size(), 2u * 48000u * 30u);
-    for (size_t i = 0; i < all.size(); i += 2)
-        ASSERT_EQ(all[i], all[i + 1]) << "a mono file plays on both sides";
     for (int64_t ms : {12345, 0, 29990, 500}) {
         ASSERT_EQ(decoderSeek(seeking.decoder, ms), 0);
-        count = decoderRead(seeking.decoder, &frames);
-        ASSERT_GT(count, 0);
+        int count = decoderRead(seeking.decoder, &frames);
         const size_t at = static_cast<size_t>(ms) * 48 * 2;
-        for (int i = 0; i < count && at + 2 * i < all.size(); ++i)
-            ASSERT_EQ(frames[2 * i], all[at + 2 * i]) << "after a seek to " << ms << " ms, frame " << i;
+        ASSERT_GT(count, 0);
+        EXPECT_TRUE(
+            std::equal(frames, frames + std::min<size_t>(2 * count, all.size() - at), all.begin() + at))
+            << ms;
     }
 }
 
@@ -87,14 +85,15 @@ TEST_F(MediaTest, StatusTextReadsBackThroughTheFrontEndsRecord) {
     for (const PlayerSnapshot& shot : {snapshot, PlayerSnapshot()}) {
         cJSON* root = cJSON_Parse(statusText(shot).c_str());
         ASSERT_NE(root, nullptr) << statusText(shot);
-        EXPECT_TRUE(cJSON_IsString(cJSON_GetObjectItem(root, "year")) && cJSON_IsString(cJSON_GetObjectItem(root, "track")));
+        EXPECT_TRUE(cJSON_IsString(cJSON_GetObjectItem(root, "year")) &&
+                    cJSON_IsString(cJSON_GetObjectItem(root, "track")));
         storeStatusRecord(root, TrackDump(), &record);
         cJSON_Delete(root);
         // Whole seconds: the duration rounded, the position the second under way.
         if (shot.info) {
             EXPECT_EQ(record.filename + "|" + record.status + "|" + std::to_string(record.duration) + "|" +
-                          std::to_string(record.position) + "|" + std::to_string(record.volume) + "|" + record.title +
-                          "|" + record.artist + "|" + record.year + "|" + record.track,
+                          std::to_string(record.position) + "|" + std::to_string(record.volume) + "|" +
+                          record.title + "|" + record.artist + "|" + record.year + "|" + record.track,
                       info->path + "|paused|62|59|40|" + info->title + "|林小雨|1999|3/12");
         }
     }

@@ -49,8 +49,8 @@ protected:
 
 TEST_F(PlaylistTest, FolderListHoldsTheMusicFilesInTheLibrarysOrder) {
     // The library shows only lower-case suffixes; hidden files and folders are no tracks.
-    for (const char* name : {"track10.mp3", "Track2.flac", "track1.wav", "b.ape", "A.dsf", "c.wma", "upper.MP3",
-                             "cover.jpg", ".hidden.mp3", "noext"})
+    for (const char* name : {"track10.mp3", "Track2.flac", "track1.wav", "b.ape", "A.dsf", "c.wma",
+                             "upper.MP3", "cover.jpg", ".hidden.mp3", "noext"})
         writeFile(mDir + "/" + name, "x");
     makeDirs(mDir + "/folder.mp3");
     std::vector<std::string> paths;
@@ -58,7 +58,8 @@ TEST_F(PlaylistTest, FolderListHoldsTheMusicFilesInTheLibrarysOrder) {
     std::vector<std::string> names;
     for (const std::string& path : paths)
         names.push_back(path.substr(mDir.size() + 1));
-    EXPECT_EQ(names, (std::vector<std::string>{"A.dsf", "b.ape", "c.wma", "track1.wav", "Track2.flac", "track10.mp3"}));
+    EXPECT_EQ(names, (std::vector<std::string>{"A.dsf", "b.ape", "c.wma", "track1.wav", "Track2.flac",
+                                               "track10.mp3"}));
     EXPECT_EQ(scanMusicFolder(mDir + "/missing", &paths), -1);
     EXPECT_TRUE(paths.empty());
 }
@@ -69,7 +70,8 @@ TEST_F(PlaylistTest, RandomPlaysEveryTrackOnceBeforeAnyRepeats) {
     for (int round = 0; round < 5; ++round) {
         std::set<std::string> heard{current()};
         for (int i = 1; i < 12; ++i)
-            EXPECT_TRUE(heard.insert(step(i % 2 ? kStepAuto : kStepNext)).second) << "round " << round << ": a repeat";
+            EXPECT_TRUE(heard.insert(step(i % 2 ? kStepAuto : kStepNext)).second)
+                << "round " << round << ": a repeat";
         // The next round begins with a new order, never with the track just heard.
         std::string last = current(), first = step(kStepAuto);
         EXPECT_TRUE(first != last && first != "(none)") << "random order never runs out";
@@ -131,10 +133,13 @@ TEST_F(PlaylistTest, PlayingListIsACopyThatSetPlayDirDoesNotDisturb) {
 
 TEST_F(PlaylistTest, M3uListsAndTheRecentListsLimits) {
     std::string file = mScratch.path() + "/data/playlist.m3u";
-    writeFile(file, "\xEF\xBB\xBF#EXTM3U\r\n#EXTINF:10,Title\r\n/abs/a.mp3\r\n\r\n  rel/b.flac\n# note\n/abs/c.wav");
+    writeFile(
+        file,
+        "\xEF\xBB\xBF#EXTM3U\r\n#EXTINF:10,Title\r\n/abs/a.mp3\r\n\r\n  rel/b.flac\n# note\n/abs/c.wav");
     std::vector<std::string> paths, back;
     ASSERT_EQ(m3uLoad(file, &paths), 3);
-    EXPECT_EQ(paths, (std::vector<std::string>{"/abs/a.mp3", mScratch.path() + "/data/rel/b.flac", "/abs/c.wav"}));
+    EXPECT_EQ(paths,
+              (std::vector<std::string>{"/abs/a.mp3", mScratch.path() + "/data/rel/b.flac", "/abs/c.wav"}));
     ASSERT_EQ(m3uSave(file, paths), 0);
     ASSERT_EQ(m3uLoad(file, &back), 3);
     EXPECT_EQ(back, paths);

@@ -48,8 +48,10 @@ protected:
         expectPlaying(path);
     }
     void expectPlaying(const std::string& path) {
-        EXPECT_TRUE(wait([&](const MusicPlayingStatus& s) { return s.filename == path && s.status == "playing"; }))
-            << "wanted " << path << ", status shows " << mRecord.filename << " " << mRecord.status;
+        EXPECT_TRUE(wait([&](const MusicPlayingStatus& s) {
+            return s.filename == path && s.status == "playing";
+        })) << "wanted "
+            << path << ", status shows " << mRecord.filename << " " << mRecord.status;
     }
     // Sends a command word and expects that file to play.
     void step(const char* word, const std::string& path) {
@@ -111,7 +113,8 @@ TEST_F(ProtocolTest, PauseFreezesThePositionResumeGoesOnStopEnds) {
     ASSERT_TRUE(readStatusRecord(&mRecord));
     EXPECT_EQ(mRecord.status + " " + std::to_string(mRecord.position), "paused " + std::to_string(frozen));
     ASSERT_GT(noarg_cmd("resume"), 0);
-    EXPECT_TRUE(wait([&](const MusicPlayingStatus& s) { return s.status == "playing" && s.position > frozen; }));
+    EXPECT_TRUE(
+        wait([&](const MusicPlayingStatus& s) { return s.status == "playing" && s.position > frozen; }));
     ASSERT_GT(noarg_cmd("stop"), 0);
     ASSERT_TRUE(waitState("stopped"));
     EXPECT_EQ(mRecord.position, 0);
@@ -135,8 +138,8 @@ TEST_F(ProtocolTest, NextPreviousAndTheEndOfATrackInEachPlayMode) {
     // Sequence: next and previous wrap; at the end of a track the next one follows, after
     // the last one all stops.
     playInDir(kTones[0]);
-    for (auto [word, index] : {std::pair{"next", 1}, {"next", 2}, {"previous", 1}, {"previous", 0},
-                               {"previous", 3}, {"next", 0}})
+    for (auto [word, index] :
+         {std::pair{"next", 1}, {"next", 2}, {"previous", 1}, {"previous", 0}, {"previous", 3}, {"next", 0}})
         step(word, kTones[index]);
     ASSERT_GT(seek_cmd(29500), 0);
     expectPlaying(kTones[1]);
@@ -151,10 +154,12 @@ TEST_F(ProtocolTest, NextPreviousAndTheEndOfATrackInEachPlayMode) {
     EXPECT_EQ(getPlayMode(), 1);
     playInDir(kTones[0]);
     ASSERT_GT(noarg_cmd("next"), 0);
-    ASSERT_TRUE(wait([](const MusicPlayingStatus& s) { return s.filename != kTones[0] && s.status == "playing"; }));
+    ASSERT_TRUE(
+        wait([](const MusicPlayingStatus& s) { return s.filename != kTones[0] && s.status == "playing"; }));
     std::string second = mRecord.filename;
     ASSERT_GT(seek_cmd(29500), 0);
-    ASSERT_TRUE(wait([&](const MusicPlayingStatus& s) { return s.filename != second && s.status == "playing"; }));
+    ASSERT_TRUE(
+        wait([&](const MusicPlayingStatus& s) { return s.filename != second && s.status == "playing"; }));
     step("previous", second);
     step("previous", kTones[0]);
 
@@ -179,14 +184,18 @@ TEST_F(ProtocolTest, VolumeIsReportedClampedAndAppliedToTheTappedSamples) {
     auto* samples = static_cast<const volatile int16_t*>(map);
     int seen = 0;
     auto peakWithin = [&](int low, int high) {
-        return waitUntil([&] {
-            seen = 0;
-            for (int i = 0; i < 2048; ++i)
-                seen = std::max(seen, std::abs(static_cast<int>(samples[i])));
-            return seen >= low && seen <= high;
-        }, kWaitMs);
+        return waitUntil(
+            [&] {
+                seen = 0;
+                for (int i = 0; i < 2048; ++i)
+                    seen = std::max(seen, std::abs(static_cast<int>(samples[i])));
+                return seen >= low && seen <= high;
+            },
+            kWaitMs);
     };
-    auto volumeReported = [&](int volume) { return wait([&](const MusicPlayingStatus& s) { return s.volume == volume; }); };
+    auto volumeReported = [&](int volume) {
+        return wait([&](const MusicPlayingStatus& s) { return s.volume == volume; });
+    };
     ASSERT_GT(setvolume(100), 0);
     playInDir(kTones[1]);
     // ffmpeg's sine source has an amplitude of 1/8 of full scale.
@@ -202,7 +211,8 @@ TEST_F(ProtocolTest, VolumeIsReportedClampedAndAppliedToTheTappedSamples) {
 }
 
 TEST_F(ProtocolTest, RecentPlaylistAndFavouriteListsPlayInTheirOwnOrder) {
-    std::string a = kTones[0], b = demo("Chords/02 A minor.flac"), c = demo("Gapless/01 Continuous chord part 1.flac");
+    std::string a = kTones[0], b = demo("Chords/02 A minor.flac"),
+                c = demo("Gapless/01 Continuous chord part 1.flac");
     playInDir(a);
     playInDir(b);
     // The recent list outlives the service, which leaves no "playing" behind; newest first.

@@ -21,7 +21,8 @@ namespace {
 // waitpid with a deadline: the status, or -1 when the process is still running.
 int waitExit(ServiceProcess* service, int timeoutMs) {
     int status = -1;
-    if (service->pid <= 0 || !waitUntil([&] { return waitpid(service->pid, &status, WNOHANG) == service->pid; }, timeoutMs))
+    if (service->pid <= 0 ||
+        !waitUntil([&] { return waitpid(service->pid, &status, WNOHANG) == service->pid; }, timeoutMs))
         return -1;
     service->pid = -1;
     return status;
@@ -75,8 +76,11 @@ int startMusicService(ServiceProcess* service, const std::vector<std::string>& a
         return -1;
     int status = 0;
     bool exited = false;
-    if (waitUntil([&] { return (exited = waitpid(service->pid, &status, WNOHANG) == service->pid) || serviceAnswers(); },
-                  timeoutMs) &&
+    if (waitUntil(
+            [&] {
+                return (exited = waitpid(service->pid, &status, WNOHANG) == service->pid) || serviceAnswers();
+            },
+            timeoutMs) &&
         !exited)
         return 0;
     if (exited)
@@ -136,18 +140,22 @@ bool waitForStatusRewrites(int count, int timeoutMs) {
     };
     ino_t last = inode();
     int seen = 0;
-    return waitUntil([&] {
-        ino_t now = inode();
-        seen += now != last;
-        last = now;
-        return seen >= count;
-    }, timeoutMs);
+    return waitUntil(
+        [&] {
+            ino_t now = inode();
+            seen += now != last;
+            last = now;
+            return seen >= count;
+        },
+        timeoutMs);
 }
 
 bool closedByService(int fd, int timeoutMs) {
     char buffer[4096];
-    return waitUntil([&] {
-        struct pollfd pfd = {fd, POLLIN, 0};
-        return poll(&pfd, 1, 10) > 0 && read(fd, buffer, sizeof(buffer)) <= 0;
-    }, timeoutMs);
+    return waitUntil(
+        [&] {
+            struct pollfd pfd = {fd, POLLIN, 0};
+            return poll(&pfd, 1, 10) > 0 && read(fd, buffer, sizeof(buffer)) <= 0;
+        },
+        timeoutMs);
 }

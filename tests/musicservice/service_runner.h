@@ -23,7 +23,8 @@ const char* demoLibraryDir();
 
 // Launches the service with the extra arguments and waits, up to timeoutMs, until its
 // socket answers a query. 0, or -1 (the process is then ended).
-int startMusicService(ServiceProcess* service, const std::vector<std::string>& args = {}, int timeoutMs = 30000);
+int startMusicService(ServiceProcess* service, const std::vector<std::string>& args = {},
+                      int timeoutMs = 30000);
 // Launches the service without waiting for it: 0 or -1.
 int spawnMusicService(ServiceProcess* service, const std::vector<std::string>& args = {});
 // Waits up to timeoutMs for the process to end by itself: its exit status as waitpid

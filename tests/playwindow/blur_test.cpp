@@ -19,7 +19,8 @@ std::vector<uint8_t> blurred(std::vector<uint8_t> image, int width, int height, 
         return image;
     }
     fast_gaussian_blur<uint8_t, kBorderMirror>(in, out, width, height, 4, 33.0f);
-    EXPECT_TRUE(out == image.data() && in == other.data()) << "the result lies in the memory in held at entry";
+    EXPECT_TRUE(out == image.data() && in == other.data())
+        << "the result lies in the memory in held at entry";
     return image;
 }
 
@@ -30,7 +31,7 @@ TEST(Blur, ByteIdenticalToTheOracleOnEveryRowCase) {
     // 17: short rows for every radius; 20: medium for 19, short for 20; 40: long for
     // 19, medium for 20; 42 and up: long; odd, non-square shapes that leave partial
     // transpose blocks (4) and tiles (64) on both axes.
-    const int sizes[][2] = {{17, 17}, {20, 33},   {33, 20},  {40, 57},  {42, 42},  {41, 19},
+    const int sizes[][2] = {{17, 17},   {20, 33},  {33, 20},  {40, 57},  {42, 42},  {41, 19},
                             {256, 256}, {300, 17}, {17, 300}, {129, 67}, {65, 130}, {131, 67}};
     for (const auto& size : sizes) {
         std::vector<uint8_t> image(static_cast<size_t>(size[0]) * size[1] * 4);

@@ -1,6 +1,7 @@
 // The toolkit's image loader as the covers use it: a large JPEG decoded at a reduced
-// scale that still keeps its own size for the screens, PNG pixels identical to SDL_image's,
-// and files the fast decoders refuse handed on to SDL_image.
+// scale (the largest that keeps the screen's height) that still keeps its own size for
+// the screens, PNG pixels identical to SDL_image's, and files the fast decoders refuse
+// handed on to SDL_image.
 #include "scratch_dir.h"
 #include "screen_fixture.h"
 
@@ -40,16 +41,9 @@ protected:
 
 } // namespace
 
-TEST(JpegReduction, LargestScaleThatKeepsTheScreenHeight) {
-    // libjpeg rounds a reduced side up: 1439 at a half is 720; 3000 is 750 at a quarter.
-    const int cases[][3] = {{500, 500, 1},   {1438, 3000, 1}, {1439, 3000, 2}, {1440, 1440, 2},
-                            {3000, 3000, 4}, {6000, 5760, 8}, {3000, 2000, 2}};
-    for (const auto& c : cases)
-        EXPECT_EQ(zwJpegReduction(c[0], c[1]), c[2]) << c[0] << "x" << c[1];
-}
-
 TEST_F(CoverLoader, LargeJpegIsDecodedReducedButKeepsItsSize) {
-    std::string path = saved("cover.jpg", 3000, 3000, [](SDL_Surface* s, const char* p) { return IMG_SaveJPG(s, p, 92); });
+    std::string path =
+        saved("cover.jpg", 3000, 3000, [](SDL_Surface* s, const char* p) { return IMG_SaveJPG(s, p, 92); });
     auto* cover = static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str()));
     ASSERT_NE(cover, nullptr);
     EXPECT_EQ(std::vector<int>({cover->getWidth(), cover->getHeight(), cover->mReduction, cover->mImage->w}),
@@ -82,18 +76,16 @@ TEST_F(CoverLoader, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
     EXPECT_TRUE(width == 301 && reduction == 1);
     for (int y = 0; y < 157; ++y)
         ASSERT_EQ(memcmp(static_cast<char*>(ours->pixels) + y * ours->pitch,
-                         static_cast<char*>(reference->pixels) + y * reference->pitch, 301 * 4), 0) << "row " << y;
+                         static_cast<char*>(reference->pixels) + y * reference->pitch, 301 * 4),
+                  0)
+            << "row " << y;
     SDL_FreeSurface(ours);
     SDL_FreeSurface(reference);
 
-    std::string file = saved("cover.bmp", 40, 30, [](SDL_Surface* s, const char* p) { return SDL_SaveBMP(s, p); });
-    ZelmorSurface* bmp = LoadZelmorSurface(nullptr, "./", file.c_str());
+    // A BMP goes to SDL_image; found in the application's folder when the theme lacks it.
+    saved("cover.bmp", 40, 30, [](SDL_Surface* s, const char* p) { return SDL_SaveBMP(s, p); });
+    ZelmorSurface* bmp = LoadZelmorSurface("/nonexistent/", dir.path().c_str(), "cover.bmp");
     ASSERT_NE(bmp, nullptr);
     EXPECT_EQ(bmp->getWidth(), 40);
     delete bmp;
-    // A JPEG cut short after its header and a PNG signature with nothing behind it.
-    writeFile(dir.path() + "/cut.jpg", std::string("\xff\xd8\xff\xe0\x00\x10JFIF", 10));
-    writeFile(dir.path() + "/cut.png", std::string("\x89PNG\r\n\x1a\n", 8));
-    for (const char* name : {"/cut.jpg", "/cut.png"})
-        EXPECT_EQ(LoadZelmorSurface(nullptr, "./", (dir.path() + name).c_str()), nullptr) << name;
 }

@@ -51,7 +51,8 @@ TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 1 && msSince(first) >= 250; }));
     press(SDLK_RIGHT);
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 2; }));
-    EXPECT_EQ(numbers("seek", "ms"), (std::vector<int>{105000, 110000})) << "each builds on the pending target";
+    EXPECT_EQ(numbers("seek", "ms"), (std::vector<int>{105000, 110000}))
+        << "each builds on the pending target";
     EXPECT_EQ(sMusicPlayingStatus.seekHold.load(), 30) << "the hold starts again when the seek goes out";
 
     sMusicPlayingStatus.seekTarget.store(-1);
@@ -71,7 +72,8 @@ TEST_F(PlayKeys, SeekWhilePausedSetsNoTimer) {
     setStatus("/m/song.flac", "paused", 100, 300);
     press(SDLK_RIGHT);
     press(SDLK_LEFT);
-    EXPECT_TRUE(window().mForwardTimer == 0 && window().mBackwardTimer == 0) << "so nothing can be sent later";
+    EXPECT_TRUE(window().mForwardTimer == 0 && window().mBackwardTimer == 0)
+        << "so nothing can be sent later";
     EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), -1);
 }
 
@@ -90,7 +92,8 @@ TEST_F(PlayKeys, PlayModeCyclesSequenceRandomRepeatOne) {
         service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": " + mode + "}"});
         press(SDLK_x);
     }
-    EXPECT_EQ(numbers("set_play_mode", "mode"), (std::vector<int>{1, 2, 0})) << "a mode that is no number sends nothing";
+    EXPECT_EQ(numbers("set_play_mode", "mode"), (std::vector<int>{1, 2, 0}))
+        << "a mode that is no number sends nothing";
 }
 
 TEST_F(PlayKeys, ToggleFollowsTheStatusAndTheStayAliveMarker) {

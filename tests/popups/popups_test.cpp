@@ -43,8 +43,8 @@ protected:
     static std::string saved() {
         cJSON* root = cJSON_Parse(readFile(MP_CONFIG_FILE).c_str());
         std::string text;
-        for (const char* name :
-             {"cover_as_background", "music_visualization", "background_play", "visualization_index", "music_volume"}) {
+        for (const char* name : {"cover_as_background", "music_visualization", "background_play",
+                                 "visualization_index", "music_volume"}) {
             cJSON* item = cJSON_GetObjectItem(root, name);
             text += cJSON_IsNumber(item) ? std::to_string(item->valueint) + "|" : "not whole|";
         }
@@ -62,13 +62,15 @@ TEST_F(PopupsTest, FiveRowsWithoutAHeadsetAndFourWithOne) {
     EXPECT_EQ(rowLabels(), (std::vector<std::string>{"Background Play", "Stop And Quit Player", "Play/Pause",
                                                      "Music Information", "Settings"}));
     EXPECT_EQ(menuRect(), std::vector<int>({338, 208, 604, 304}));
-    EXPECT_EQ(static_cast<GeneralAction*>(popup()->getMenu()->getItemByIndex(2)->getAction())->mArg, &argument);
+    EXPECT_EQ(static_cast<GeneralAction*>(popup()->getMenu()->getItemByIndex(2)->getAction())->mArg,
+              &argument);
     pressAndStep(SDLK_ESCAPE);
     EXPECT_EQ(gUIWindows.size(), 1u);
 
     writeFile(MP_BTDEV_ADDR_FILE, "00:11:22:33:44:55");
     openPopupMenu(countingPlayPause, nullptr);
-    EXPECT_EQ(rowLabels(), (std::vector<std::string>{"Stop And Quit Player", "Play/Pause", "Music Information", "Settings"}));
+    EXPECT_EQ(rowLabels(), (std::vector<std::string>{"Stop And Quit Player", "Play/Pause",
+                                                     "Music Information", "Settings"}));
     EXPECT_EQ(menuRect(), std::vector<int>({338, 233, 604, 254}));
     pressAndStep(SDLK_DOWN);
     pressAndStep(SDLK_RETURN);
@@ -107,8 +109,8 @@ TEST_F(PopupsTest, InformationRowsShowTheFileNameAndTheTagsThereAre) {
     sMusicPlayingStatus.genre = "Jazz";
     sMusicPlayingStatus.year = "1999";
     pthread_mutex_unlock(&sMusicPlayingStatusLock);
-    EXPECT_EQ(rows(),
-              (std::vector<std::string>{"Music Name: b.mp3", "Artist: Artist Name", "Genre: Jazz", "Year: 1999"}));
+    EXPECT_EQ(rows(), (std::vector<std::string>{"Music Name: b.mp3", "Artist: Artist Name", "Genre: Jazz",
+                                                "Year: 1999"}));
     setStatus("no-slash.mp3", "playing");
     EXPECT_EQ(rows(), std::vector<std::string>{});
     setStatus("/music/folder/", "playing");

@@ -2,6 +2,7 @@
 // against the service double on the real abstract socket.
 #include "fake_service.h"
 #include "service/commands.h"
+#include "service/frame.h"
 #include "service/wire.h"
 
 #include <gtest/gtest.h>
@@ -17,8 +18,8 @@ protected:
     void SetUp() override { ASSERT_TRUE(service.start()) << "abstract name musicservice is taken"; }
     // The reply wr_cmd2 made of the scripted answer ("(null)" for none), then what it
     // logged.
-    std::string ask(ReplyKind kind, const std::string& body = "") {
-        service.script("get_play_mode", Reply{kind, body});
+    std::string ask(const Reply& reply) {
+        service.script("get_play_mode", reply);
         testing::internal::CaptureStderr();
         char* text = wr_cmd2("get_play_mode");
         std::string result =
@@ -62,7 +63,8 @@ TEST_F(WireTest, FramesAreByteExactOnAConnectionEach) {
     const std::string bodies[] = {
         "{\n\t\"cmd\":\t\"pause\"\n}",
         "{\n\t\"cmd\":\t\"play_file_in_dir\",\n\t\"path\":\t\"/m/\\\"q\\\" \xc3\xa9t\xc3\xa9.flac\"\n}",
-        "{\n\t\"cmd\":\t\"seek\",\n\t\"ms\":\t83000\n}", "{\n\t\"cmd\":\t\"set_volume\",\n\t\"volume\":\t30\n}",
+        "{\n\t\"cmd\":\t\"seek\",\n\t\"ms\":\t83000\n}",
+        "{\n\t\"cmd\":\t\"set_volume\",\n\t\"volume\":\t30\n}",
         "{\n\t\"cmd\":\t\"set_play_mode\",\n\t\"mode\":\t2\n}"};
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(frames[i].body, bodies[i]);
@@ -71,18 +73,27 @@ TEST_F(WireTest, FramesAreByteExactOnAConnectionEach) {
     }
 }
 
-TEST_F(WireTest, RepliesGoodAndBadWithTheirLogLines) {
-    EXPECT_EQ(ask(ReplyKind::Json, "{\"mode\": 2}"), "{\"mode\": 2}|");
-    EXPECT_EQ(ask(ReplyKind::Json, ""), "|") << "an empty body is a reply";
-    EXPECT_EQ(ask(ReplyKind::LengthOverLimit), "(null)|readbuffer: len 52428801 > 50M\n");
-    EXPECT_EQ(ask(ReplyKind::WrongMagic, "garbage"),
-              "(null)|readbuffer: magic 12345678 != abcdedcb\nreadbuffer: dump garbage\n");
-    EXPECT_EQ(ask(ReplyKind::NegativeLength), "(null)|");
-    EXPECT_EQ(ask(ReplyKind::FourBytes), "(null)|");
-    EXPECT_EQ(ask(ReplyKind::BodyCutShort), "(null)|readbuffer: readed 10, n 0\n");
+// Bad replies as raw bytes: a wrong magic with its body, a length past 50 MiB, a
+// negative one, half a header, a body cut short.
+const Reply kWrongMagic = {ReplyKind::Raw, frameHeaderBytes(0x12345678u, 7) + "garbage"},
+            kOverLimit = {ReplyKind::Raw, frameHeaderBytes(SERVICE_FRAME_MAGIC, SERVICE_REPLY_MAX + 1)},
+            kNegative = {ReplyKind::Raw, frameHeaderBytes(SERVICE_FRAME_MAGIC, -5)},
+            kFourBytes = {ReplyKind::Raw, frameHeaderBytes(SERVICE_FRAME_MAGIC, 0).substr(0, 4)},
+            kCutShort = {ReplyKind::Raw, frameHeaderBytes(SERVICE_FRAME_MAGIC, 20) + "{\"listtype"};
 
+TEST_F(WireTest, RepliesGoodAndBadWithTheirLogLines) {
+    const std::pair<Reply, std::string> cases[] = {
+        {{ReplyKind::Json, "{\"mode\": 2}"}, "{\"mode\": 2}|"},
+        {{ReplyKind::Json, ""}, "|"}, // an empty body is a reply
+        {kOverLimit, "(null)|readbuffer: len 52428801 > 50M\n"},
+        {kWrongMagic, "(null)|readbuffer: magic 12345678 != abcdedcb\nreadbuffer: dump garbage\n"},
+        {kNegative, "(null)|"},
+        {kFourBytes, "(null)|"},
+        {kCutShort, "(null)|readbuffer: readed 10, n 0\n"}};
+    for (const auto& [reply, expected] : cases)
+        EXPECT_EQ(ask(reply), expected);
     auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(ask(ReplyKind::Silent), "(null)|");
+    EXPECT_EQ(ask({ReplyKind::Silent, ""}), "(null)|");
     auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_GE(waited, std::chrono::milliseconds(450)) << "the reply wait is 500 ms";
     EXPECT_LT(waited, std::chrono::milliseconds(3000)) << "not the longer stall guard";
@@ -108,10 +119,10 @@ TEST_F(WireTest, ServiceClosingAtOnceGivesNullWithoutLogOrSignal) {
 
 TEST_F(WireTest, SetPlayDirReturnsItsFrameSizeWhateverTheAnswer) {
     std::string body = "{\n\t\"cmd\":\t\"set_play_dir\",\n\t\"path\":\t\"/mnt/a\"\n}";
-    for (ReplyKind kind : {ReplyKind::None, ReplyKind::Json, ReplyKind::WrongMagic, ReplyKind::NegativeLength,
-                           ReplyKind::FourBytes, ReplyKind::BodyCutShort}) {
-        service.script("set_play_dir", Reply{kind, "{\"result\": 0}"});
-        EXPECT_EQ(setPlayDir("/mnt/a"), static_cast<int>(body.size()) + 8) << static_cast<int>(kind);
+    for (const Reply& reply : {Reply{}, Reply{ReplyKind::Json, "{\"result\": 0}"}, kWrongMagic, kNegative,
+                               kFourBytes, kCutShort}) {
+        service.script("set_play_dir", reply);
+        EXPECT_EQ(setPlayDir("/mnt/a"), static_cast<int>(body.size()) + 8) << reply.body;
     }
     EXPECT_EQ(service.frames().back().body, body);
     // The first read swallows 128 bytes; a header behind them is checked and reported.

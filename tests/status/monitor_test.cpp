@@ -93,7 +93,8 @@ TEST_F(MonitorTest, StoresTheStatusFileKeepsTheRecordOnBadCyclesAndWakesTheLoop)
     SDL_QuitSubSystem(SDL_INIT_EVENTS);
     testing::internal::CaptureStderr();
     EXPECT_EQ(cycle(R"({"filename": "/m/a/d.mp3"})"), 1);
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("Failed to push play SDL event\n"), std::string::npos);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("Failed to push play SDL event\n"),
+              std::string::npos);
     EXPECT_EQ(record(), "/m/a/d.mp3|||||||300|42");
 }
 

@@ -21,24 +21,17 @@ struct RecordedFrame {
 };
 
 enum class ReplyKind {
-    None,            // read the request, then close without answering (the default)
-    Json,            // a correct frame with the given body, then close
-    Silent,          // keep the connection open without answering until the client closes
-    WrongMagic,      // a frame whose magic is wrong, the body bytes, then close
-    LengthOverLimit, // a header announcing 52,428,801 bytes, then close
-    LengthAtLimit,   // a correct frame with a body of exactly 52,428,800 bytes
-    NegativeLength,  // a header with length -5, then close
-    BodyCutShort,    // a header announcing 20 bytes, then 10 bytes, then close
-    FourBytes,       // 4 bytes of a header, then close
-    CloseAtOnce,     // close right after accept, before reading the request
-    Raw,             // the body bytes as they stand, no header added, then close
+    None,          // read the request, then close without answering (the default)
+    Json,          // a correct frame with the given body, then close
+    Raw,           // the body bytes as they stand, no header added, then close
+    Silent,        // keep the connection open without answering until the client closes
+    LengthAtLimit, // a correct frame with a body of exactly 52,428,800 bytes
+    CloseAtOnce,   // (on accept) close before reading the request
 };
 
 struct Reply {
     ReplyKind kind = ReplyKind::None;
     std::string body;
-    // Json only: keep the connection open after the reply until the client closes.
-    bool keepOpen = false;
 };
 
 class FakeService {
@@ -54,7 +47,6 @@ public:
 
     std::vector<RecordedFrame> frames();
     std::vector<std::string> commands();
-    int connections() const { return mConnections.load(); }
     // Waits until at least count frames arrived; false on time-out.
     bool waitForFrames(size_t count, int timeoutMs);
 
@@ -64,7 +56,6 @@ private:
 
     int mListenFd = -1;
     std::atomic<bool> mRunning{false};
-    std::atomic<int> mConnections{0};
     std::thread mThread;
     std::mutex mLock;
     std::condition_variable mFrameArrived;
@@ -73,5 +64,6 @@ private:
     std::vector<RecordedFrame> mFrames;
 };
 
-// The exact bytes of a request frame as the client must send it.
+// The header of a frame as bytes, and a whole frame with a correct header.
+std::string frameHeaderBytes(uint32_t magic, int32_t length);
 std::string expectedFrame(const std::string& body);

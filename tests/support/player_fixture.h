@@ -128,8 +128,8 @@ protected:
         ScreenTest::TearDown();
     }
 
-    static void setStatus(const std::string& path, const std::string& state, int position = 0, int duration = 0,
-                          const std::string& title = "", const std::string& artist = "") {
+    static void setStatus(const std::string& path, const std::string& state, int position = 0,
+                          int duration = 0, const std::string& title = "", const std::string& artist = "") {
         pthread_mutex_lock(&sMusicPlayingStatusLock);
         MusicPlayingStatus& s = sMusicPlayingStatus;
         s.filename = path;
@@ -170,9 +170,10 @@ protected:
             words = service.commands();
             return std::count(words.begin(), words.end(), std::string("test-mark")) == marks;
         })) << "the service double did not answer";
-        words.erase(std::remove_if(words.begin(), words.end(),
-                                   [](const std::string& w) { return w == "test-mark" || w == "get_play_mode"; }),
-                    words.end());
+        words.erase(
+            std::remove_if(words.begin(), words.end(),
+                           [](const std::string& w) { return w == "test-mark" || w == "get_play_mode"; }),
+            words.end());
         return words;
     }
     size_t count(const std::string& cmd) {

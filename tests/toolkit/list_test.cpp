@@ -32,10 +32,10 @@ TEST(ListCursor, MovesWrapPagesStopAtTheEndsAndPositionsAreRestored) {
         std::function<void()> move;
         int times;
         std::vector<int> after;
-    } steps[] = {{up, 1, {19, 14, 19}},   // up from the first row wraps to the last
-                 {down, 1, {0, 0, 5}},    {down, 6, {6, 1, 6}}, // the page follows one row at a time
-                 {pageUp, 1, {0, 0, 5}},  {pageDown, 1, {6, 6, 11}}, {pageDown, 2, {18, 14, 19}},
-                 {pageDown, 1, {19, 14, 19}}, {pageUp, 1, {13, 8, 13}},   {pageUp, 4, {0, 0, 5}}};
+    } steps[] = {{up, 1, {19, 14, 19}},                             // up from the first row wraps to the last
+                 {down, 1, {0, 0, 5}},        {down, 6, {6, 1, 6}}, // the page follows one row at a time
+                 {pageUp, 1, {0, 0, 5}},      {pageDown, 1, {6, 6, 11}}, {pageDown, 2, {18, 14, 19}},
+                 {pageDown, 1, {19, 14, 19}}, {pageUp, 1, {13, 8, 13}},  {pageUp, 4, {0, 0, 5}}};
     for (const auto& s : steps) {
         for (int i = 0; i < s.times; ++i)
             s.move();

@@ -30,7 +30,8 @@ SDL_Event keyEvent(SDL_Keycode key, Uint32 type = SDL_KEYDOWN) {
 
 long elapsedMs(std::chrono::steady_clock::time_point start) {
     return static_cast<long>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count());
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
+            .count());
 }
 
 // The next key that wait_event reports within the deadline, or kKeyNone.
@@ -52,7 +53,8 @@ TEST_F(ScreenTest, LoopResults) {
         results.push_back(key);
     results.push_back(kWinResultPopup);
     results.push_back(kWinResultClose);
-    std::vector<ZelmorWindow*> windows = {new ScriptedWindow(0, {}, counts), new ScriptedWindow(1, results, counts)};
+    std::vector<ZelmorWindow*> windows = {new ScriptedWindow(0, {}, counts),
+                                          new ScriptedWindow(1, results, counts)};
     for (int key = 1; key <= 15; ++key) {
         EXPECT_EQ(runWindowsStep(windows), key);
         EXPECT_EQ(windows.size(), 2u) << "result " << key << " changes nothing";
@@ -99,12 +101,23 @@ TEST_F(ScreenTest, WaitEndsOnTickAndKeysAndOtherwiseKeepsTheFrameRate) {
 }
 
 TEST(KeyMapping, Keyboard) {
-    const std::pair<SDL_Keycode, int> keys[] = {
-        {SDLK_UP, kKeyUp},        {SDLK_DOWN, kKeyDown},       {SDLK_LEFT, kKeyLeft},      {SDLK_RIGHT, kKeyRight},
-        {SDLK_RETURN, kKeyPrimary}, {SDLK_ESCAPE, kKeySecondary}, {SDLK_BACKSPACE, kKeySecondary}, {SDLK_x, kKeyX},
-        {SDLK_y, kKeyY},          {SDLK_SPACE, kKeyStart},     {SDLK_TAB, kKeySelect},     {SDLK_m, kKeyMenu},
-        {SDLK_q, kKeyL},          {SDLK_w, kKeyR},             {SDLK_1, kKeyL2},           {SDLK_2, kKeyR2},
-        {SDLK_z, kKeyNone}};
+    const std::pair<SDL_Keycode, int> keys[] = {{SDLK_UP, kKeyUp},
+                                                {SDLK_DOWN, kKeyDown},
+                                                {SDLK_LEFT, kKeyLeft},
+                                                {SDLK_RIGHT, kKeyRight},
+                                                {SDLK_RETURN, kKeyPrimary},
+                                                {SDLK_ESCAPE, kKeySecondary},
+                                                {SDLK_BACKSPACE, kKeySecondary},
+                                                {SDLK_x, kKeyX},
+                                                {SDLK_y, kKeyY},
+                                                {SDLK_SPACE, kKeyStart},
+                                                {SDLK_TAB, kKeySelect},
+                                                {SDLK_m, kKeyMenu},
+                                                {SDLK_q, kKeyL},
+                                                {SDLK_w, kKeyR},
+                                                {SDLK_1, kKeyL2},
+                                                {SDLK_2, kKeyR2},
+                                                {SDLK_z, kKeyNone}};
     for (auto [key, code] : keys) {
         EXPECT_EQ(zwKeyFromEvent(keyEvent(key)), code) << SDL_GetKeyName(key);
         zwKeyFromEvent(keyEvent(key, SDL_KEYUP));
@@ -183,7 +196,9 @@ TEST_F(GamepadTest, AnUnknownPadGivesKeysFromButtonsHatAndAxes) {
     SDL_Joystick* pad = attach(SDL_JOYSTICK_TYPE_UNKNOWN);
     ASSERT_NE(pad, nullptr);
     ASSERT_FALSE(SDL_IsGameController(0));
-    expectButtons(pad, {{0, kKeyPrimary}, {1, kKeySecondary}, {6, kKeySelect}, {7, kKeyStart}, {8, kKeyMenu}, {10, kKeyR2}});
+    expectButtons(
+        pad,
+        {{0, kKeyPrimary}, {1, kKeySecondary}, {6, kKeySelect}, {7, kKeyStart}, {8, kKeyMenu}, {10, kKeyR2}});
     SDL_JoystickSetVirtualHat(pad, 0, SDL_HAT_LEFT);
     EXPECT_EQ(nextKey(), kKeyLeft);
     EXPECT_EQ(nextKey(), kKeyLeft) << "the held hat repeats";

@@ -42,5 +42,6 @@ TextMenuItem* file_handler(const char* name, const char* path, int type) {
         return nullptr;
     // Folders get the skin's folder icon once a test has loaded the skin, files the
     // test's audio icon.
-    return new PathRow(name, path, type == 102 ? gIconFolder : gTestAudioIcon, new TestRowAction(path, type == 102));
+    return new PathRow(name, path, type == 102 ? gIconFolder : gTestAudioIcon,
+                       new TestRowAction(path, type == 102));
 }

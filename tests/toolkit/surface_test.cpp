@@ -1,9 +1,7 @@
 // Surfaces and drawing, read back pixel by pixel (on the software renderer, and once
 // more on GLES2 through Mesa's offscreen driver), and the bars against their picture.
-#include "scratch_dir.h"
 #include "screen_fixture.h"
 
-#include <SDL2/SDL_image.h>
 #include <cstring>
 
 namespace {
@@ -65,15 +63,16 @@ TEST_F(ScreenTest, EraserModeCutsHolesWithTheExactFormula) {
     for (int i = 0; i < 32; ++i)
         mask[i] = i % 8 < 4 ? 0xff123456 : 0x80123456;
     ZelmorSurface* stamp = fromPixels(mask, 8, 4);
-    stamp->setBlendMode(SDL_ComposeCustomBlendMode(SDL_BLENDFACTOR_ZERO, SDL_BLENDFACTOR_DST_COLOR,
-                                                   SDL_BLENDOPERATION_ADD, SDL_BLENDFACTOR_SRC_ALPHA,
-                                                   SDL_BLENDFACTOR_DST_ALPHA, SDL_BLENDOPERATION_REV_SUBTRACT));
+    stamp->setBlendMode(SDL_ComposeCustomBlendMode(
+        SDL_BLENDFACTOR_ZERO, SDL_BLENDFACTOR_DST_COLOR, SDL_BLENDOPERATION_ADD, SDL_BLENDFACTOR_SRC_ALPHA,
+        SDL_BLENDFACTOR_DST_ALPHA, SDL_BLENDOPERATION_REV_SUBTRACT));
     canvas->setBlendMode(SDL_BLENDMODE_BLEND);
     SDL_RendererInfo info;
     SDL_GetRendererInfo(gZwRenderer, &info);
     // GLES2 takes the composed mode itself; the software renderer refuses it and the
     // stamp runs on the CPU. Both must give the same pixels.
-    EXPECT_EQ(static_cast<ZwSurface*>(stamp)->mSoftwareEraser, strcmp(info.name, "opengles2") != 0) << info.name;
+    EXPECT_EQ(static_cast<ZwSurface*>(stamp)->mSoftwareEraser, strcmp(info.name, "opengles2") != 0)
+        << info.name;
     SetRenderTarget(canvas);
     // The stamp's right half lands on columns 0 to 3; then its top left corner on the
     // bottom right 2 x 2 pixels.
@@ -83,34 +82,13 @@ TEST_F(ScreenTest, EraserModeCutsHolesWithTheExactFormula) {
     auto square = [](Uint32 v) { return (v * v + 127) / 255; };
     const Uint32 colour = (square(200) << 16) | (square(100) << 8) | square(50), kept = 0xffc86432;
     const Uint32 halfCut = ((255 - square(128)) << 24) | colour;
-    EXPECT_EQ(std::vector<Uint32>({pixel(0, 0), pixel(3, 3), pixel(4, 0), pixel(5, 3), pixel(6, 1), pixel(7, 3)}),
-              std::vector<Uint32>({halfCut, halfCut, kept, kept, kept, colour})) << "an opaque mask leaves alpha 0";
+    EXPECT_EQ(
+        std::vector<Uint32>({pixel(0, 0), pixel(3, 3), pixel(4, 0), pixel(5, 3), pixel(6, 1), pixel(7, 3)}),
+        std::vector<Uint32>({halfCut, halfCut, kept, kept, kept, colour}))
+        << "an opaque mask leaves alpha 0";
     SetRenderTarget(nullptr);
     delete stamp;
     delete canvas;
-}
-
-// An image found in the application's directory when the theme lacks it, and its pixels
-// delivered at the proposed size, rows packed.
-TEST_F(ScreenTest, GetPixelsDeliversTheProposedSizePacked) {
-    EXPECT_EQ(LoadZelmorSurface("/nonexistent/", "./", "skin/none.png"), nullptr);
-    ScratchDir dir("theme");
-    makeDirs(dir.path() + "/skin");
-    SDL_Surface* image = SDL_CreateRGBSurfaceWithFormat(0, 600, 400, 32, SDL_PIXELFORMAT_ARGB8888);
-    SDL_Rect right = {300, 0, 300, 400};
-    SDL_FillRect(image, nullptr, 0xffdc1e1e);
-    SDL_FillRect(image, &right, 0xff1e1edc);
-    ASSERT_EQ(IMG_SavePNG(image, (dir.path() + "/skin/cover.png").c_str()), 0);
-    SDL_FreeSurface(image);
-    ZelmorSurface* cover = LoadZelmorSurface("/nonexistent/", dir.path().c_str(), "skin/cover.png");
-    ASSERT_NE(cover, nullptr);
-    EXPECT_EQ(cover->getWidth(), 600);
-    int pitch = 0, bpp = 0, w = 256, h = 256;
-    auto* pixels = static_cast<Uint32*>(cover->getPixels(&pitch, &bpp, &w, &h));
-    ASSERT_NE(pixels, nullptr);
-    EXPECT_EQ(std::vector<int>({pitch, bpp, w, h}), std::vector<int>({1024, 4, 256, 256}));
-    EXPECT_TRUE(pixels[128 * 256 + 40] == 0xffdc1e1eu && pixels[10 * 256 + 220] == 0xff1e1edcu);
-    delete cover;
 }
 
 TEST_F(ScreenTest, DrawStringCentresClipsAndCaches) {
@@ -136,8 +114,8 @@ TEST_F(ScreenTest, DrawStringCentresClipsAndCaches) {
     std::vector<Uint32> shots[2];
     for (int i = 0; i < 2; ++i) {
         SDL_RenderClear(gZwRenderer);
-        DrawString(gListFontTxt, SDL_Rect{0, 0, 200, 60}, i ? "\xE4\xB9\x90" : "\xE9\x9F\xB3", gListColorTxt, 0,
-                   false, false);
+        DrawString(gListFontTxt, SDL_Rect{0, 0, 200, 60}, i ? "\xE4\xB9\x90" : "\xE9\x9F\xB3", gListColorTxt,
+                   0, false, false);
         shots[i] = readTargetPixels(0, 0, 200, 60);
     }
     EXPECT_NE(shots[0], shots[1]);
@@ -156,8 +134,8 @@ TEST_F(ScreenTest, RuntimeScreenMatchesItsReference) {
             const char* lines[] = {"Left-aligned list text", "居中的中文文字 — centred Chinese text",
                                    "A very long line that has to end with an ellipsis because it cannot fit"};
             for (int i = 0; i < 3; ++i)
-                DrawString(gListFontTxt, SDL_Rect{80, 140 + 70 * i, 900, 60}, lines[i], gListColorTxt, i == 1, false,
-                           false);
+                DrawString(gListFontTxt, SDL_Rect{80, 140 + 70 * i, 900, 60}, lines[i], gListColorTxt, i == 1,
+                           false, false);
             return 0;
         }
     } sample;

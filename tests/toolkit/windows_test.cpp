@@ -39,8 +39,7 @@ struct BarScreen : ZelmorWindow {
 
 struct ListScreen : BarScreen {
     explicit ListScreen(const char* root)
-        : BarScreen(8),
-          menu(root, nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0) {
+        : BarScreen(8), menu(root, nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0) {
         SDL_Rect rect = {0, 80, 1280, 560};
         menu.setRect(rect);
         menu.LoadDir();

@@ -45,8 +45,8 @@ TEST_F(Catalogue, FoldersOnlyInReaddirOrderAndAtMostSixtyFour) {
     closedir(folder);
     ASSERT_EQ(scan(0), (std::vector<int>{3, 0}));
     EXPECT_EQ(printed, expected);
-    EXPECT_EQ(expected, "list add:" + std::string(s_visEffects[0]) + "\nlist add:" + s_visEffects[1] + "\nlist add:" +
-                            s_visEffects[2] + "\n");
+    EXPECT_EQ(expected, "list add:" + std::string(s_visEffects[0]) + "\nlist add:" + s_visEffects[1] +
+                            "\nlist add:" + s_visEffects[2] + "\n");
     EXPECT_EQ(s_visEffects[3][0], '\0');
     EXPECT_EQ(s_curVis, s_visEffects[0]);
     for (int i = 0; i < 70; ++i)
