@@ -46,10 +46,10 @@ host_packages=(
 # video driver), as they do on the host.
 arm64_packages=(
     libsdl2-dev libsdl2-ttf-dev libsdl2-image-dev
-    libfftw3-dev libcjson-dev
+    libfftw3-dev libcjson-dev libjpeg62-turbo-dev libspng-dev
     libgtest-dev
     libgl1-mesa-dri libegl1 libgles2
-    libavformat-dev libavcodec-dev libswresample-dev libavutil-dev
+    libavformat-dev libavcodec-dev libswresample-dev libswscale-dev libavutil-dev
 )
 
 SUDO=""

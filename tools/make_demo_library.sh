@@ -44,11 +44,17 @@ ff() {
 rate=48000
 seconds=30
 
-# Covers, drawn by ffmpeg's own test sources.
-ff -f lavfi -i "testsrc2=size=500x500" -frames:v 1 "$work/cover-a.png"
-ff -f lavfi -i "mandelbrot=size=500x500" -frames:v 1 "$work/cover-b.jpg"
-ff -f lavfi -i "rgbtestsrc=size=400x400" -frames:v 1 "$work/cover-c.png"
-ff -f lavfi -i "smptehdbars=size=640x360" -frames:v 1 "$work/cover-d.jpg"
+# Covers: soft two-colour gradients under a vignette, each its own palette; one of them
+# wide, as some album art is.
+cover() { # SIZE FIRST-COLOUR SECOND-COLOUR OUTPUT
+    local w=${1%x*} h=${1#*x}
+    ff -f lavfi -i "gradients=s=$1:c0=$2:c1=$3:x0=0:y0=0:x1=$w:y1=$h:nb_colors=2" \
+        -vf "vignette=PI/4" -frames:v 1 "$4"
+}
+cover 500x500 0xff7e5f 0x6a3093 "$work/cover-a.png"
+cover 500x500 0x1cb5e0 0x000851 "$work/cover-b.jpg"
+cover 400x400 0xf7b733 0xfc4a1a "$work/cover-c.png"
+cover 640x360 0x11998e 0x38ef7d "$work/cover-d.jpg"
 
 # tone FREQUENCY OUTPUT TITLE TRACK [extra ffmpeg options...]
 tone() {

@@ -2,6 +2,7 @@
 // against the service double, ended as the desktop ends it (SIGTERM, which SDL turns
 // into the window's close).
 #include "base/device_paths.h"
+#include "build_program.h"
 #include "fake_service.h"
 #include "scratch_dir.h"
 #include "wait_until.h"
@@ -26,6 +27,7 @@ protected:
         makeDirs(MP_DEVICE_ROOT "/mnt/UDISK");
         removeTree(MP_CONFIG_FILE);
         removeTree(MP_STAY_ALIVE_FILE);
+        removeTree(MP_VIS_DIR);
         makeDirs(MP_MUSIC_ROOT "/album");
         service.script("get_current_list_type", Reply{ReplyKind::Json, "{\"listtype\": 1}"});
         service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": 0}"});
@@ -51,11 +53,7 @@ protected:
             dup2(fd, STDOUT_FILENO);
             if (chdir(MP_TEST_SOURCE_DIR) != 0)
                 _exit(127);
-            std::vector<char*> argv = {const_cast<char*>(MP_PLAYER_BINARY)};
-            for (auto& arg : args)
-                argv.push_back(&arg[0]);
-            argv.push_back(nullptr);
-            execv(MP_PLAYER_BINARY, argv.data());
+            execBuildProgram(MP_PLAYER_BINARY, args);
             _exit(127);
         }
     }

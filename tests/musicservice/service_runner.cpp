@@ -2,6 +2,7 @@
 
 #include "../support/wait_until.h"
 #include "base/device_paths.h"
+#include "build_program.h"
 #include "service/commands.h"
 #include "status/track_dump.h"
 
@@ -50,17 +51,13 @@ int spawnMusicService(ServiceProcess* service, const std::vector<std::string>& a
     static int sStarts = 0;
     service->logPath = std::string(MP_SERVICE_LOG_DIR) + "/musicservice-" + std::to_string(getpid()) + "-" +
                        std::to_string(++sStarts) + ".log";
-    std::vector<char*> argv = {const_cast<char*>(MP_MUSICSERVICE_BIN)};
-    for (const std::string& arg : args)
-        argv.push_back(const_cast<char*>(arg.c_str()));
-    argv.push_back(nullptr);
     pid_t pid = fork();
     if (pid == 0) {
         int log = open(service->logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(log, STDERR_FILENO);
         dup2(log, STDOUT_FILENO);
         setenv("SDL_AUDIODRIVER", "dummy", 1);
-        execv(argv[0], argv.data());
+        execBuildProgram(MP_MUSICSERVICE_BIN, args);
         _exit(127);
     }
     service->pid = pid;
