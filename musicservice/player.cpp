@@ -16,6 +16,7 @@
 namespace {
 
 constexpr uint32_t kRingFrames = 65536;   // about 1.4 s of output
+constexpr uint32_t kPrimeFrames = 9600;   // 200 ms in the ring before a track starts
 constexpr uint32_t kWriteChunk = 4096;    // the decoder runs when this much room is free
 constexpr int64_t kPreopenMs = 8000;      // the next track is opened this long before the end
 constexpr uint32_t kTapFrames = 8192;     // mono samples kept for the wave tap
@@ -239,6 +240,28 @@ void stopAll() {
     setState(kPlayerStopped);
 }
 
+// Puts the start of the current track into the ring before the device is let go, so
+// that its first buffers never find the ring empty on a slow or busy machine (which
+// would be heard as a click of silence). The end of a short track is left to fillRing.
+void primeRing() {
+    while (ringFill(&sRing) < kPrimeFrames) {
+        if (sCurrent.pendingCount == 0) {
+            const int16_t* frames = nullptr;
+            int count = decoderRead(sCurrent.decoder, &frames);
+            if (count <= 0)
+                return;
+            sCurrent.pending = frames;
+            sCurrent.pendingCount = static_cast<uint32_t>(count);
+        }
+        uint32_t written = ringWrite(&sRing, sCurrent.pending, sCurrent.pendingCount);
+        if (written == 0)
+            return;
+        sCurrent.pending += 2 * written;
+        sCurrent.pendingCount -= written;
+        sCurrent.frames += written;
+    }
+}
+
 // Plays the file from startMs, or the files the list moves on to when it cannot be
 // played. false when nothing could be played (then all stops).
 bool startTrack(const std::string& path, PlaylistStep onFailure, int64_t startMs) {
@@ -265,11 +288,14 @@ bool startTrack(const std::string& path, PlaylistStep onFailure, int64_t startMs
     closeSource(&sCurrent);
     sCurrent = fresh;
     sDraining = false;
+    // The device plays silence, not the start of the ring, until it has been primed.
+    sOutputState.store(kPlayerPaused, std::memory_order_release);
     uint64_t position = ringDiscard(&sRing);
     sCurrent.serial = pushMark(position, sCurrent.startMs, sCurrent.info, true, 0);
     pthread_mutex_lock(&sLock);
     sPendingSeekMs = -1;
     pthread_mutex_unlock(&sLock);
+    primeRing();
     setState(kPlayerPlaying);
     playlistNoteStarted(sCurrent.info->path);
     return true;
