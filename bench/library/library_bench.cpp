@@ -11,6 +11,8 @@
 #include "app/language_table.h"
 #include "library/music_album_window.h"
 
+#include "music_folder.h"
+
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -25,25 +27,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A folder of count empty music files, made once and kept between runs.
-std::string folderOf(int count) {
-    std::string dir = "/tmp/mp-bench-library-" + std::to_string(count);
-    struct stat info;
-    if (stat((dir + "/.done").c_str(), &info) == 0)
-        return dir;
-    mkdir(dir.c_str(), 0755);
-    for (int i = 0; i < count; ++i) {
-        int fd = open((dir + "/" + std::to_string(i % 100) + " - Track " + std::to_string(i) + ".mp3").c_str(),
-                      O_CREAT | O_WRONLY, 0644);
-        if (fd >= 0)
-            close(fd);
-    }
-    int fd = open((dir + "/.done").c_str(), O_CREAT | O_WRONLY, 0644);
-    if (fd >= 0)
-        close(fd);
-    return dir;
-}
-
 // A library root whose first row is a folder of count files.
 std::string rootWithFolder(int count) {
     std::string root = "/tmp/mp-bench-library-root-" + std::to_string(count);
@@ -51,7 +34,7 @@ std::string rootWithFolder(int count) {
     std::string link = root + "/Big folder";
     struct stat info;
     if (lstat(link.c_str(), &info) != 0)
-        (void)symlink(folderOf(count).c_str(), link.c_str());
+        (void)symlink(benchMusicFolder(count).c_str(), link.c_str());
     for (const char* name : {"b.mp3", "c.mp3"}) {
         int fd = open((root + "/" + name).c_str(), O_CREAT | O_WRONLY, 0644);
         if (fd >= 0)
@@ -74,23 +57,9 @@ void setUpProgram() {
     setZelmorWindowFps(60, 60);
 }
 
-void BareReaddir(benchmark::State& state) {
-    std::string dir = folderOf(static_cast<int>(state.range(0)));
-    for (auto _ : state) {
-        int entries = 0;
-        if (DIR* folder = opendir(dir.c_str())) {
-            while (readdir(folder))
-                ++entries;
-            closedir(folder);
-        }
-        benchmark::DoNotOptimize(entries);
-    }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-
 void LoadRows(benchmark::State& state) {
     setUpProgram();
-    std::string dir = folderOf(static_cast<int>(state.range(0)));
+    std::string dir = benchMusicFolder(static_cast<int>(state.range(0)));
     gUserPath = dir;
     double bytesPerRow = 0;
     for (auto _ : state) {
@@ -164,7 +133,7 @@ void EnterHugeFolder(benchmark::State& state) {
 
 void FirstFrame(benchmark::State& state) {
     setUpProgram();
-    gUserPath = state.range(0) > 0 ? folderOf(static_cast<int>(state.range(0))) : "/tmp/mp-bench-library-empty";
+    gUserPath = state.range(0) > 0 ? benchMusicFolder(static_cast<int>(state.range(0))) : "/tmp/mp-bench-library-empty";
     mkdir(gUserPath.c_str(), 0755);
     for (auto _ : state) {
         auto* album = new MusicAlbumWindow(nullptr);

@@ -2,6 +2,7 @@
 // readdir loop over the same folder; and one list frame with 100,000 rows against one
 // with 10 (the frame draws only the visible rows).
 #include "menu_glue.h"
+#include "music_folder.h"
 #include "zinternal.h"
 
 #include <SDL2/SDL_ttf.h>
@@ -15,39 +16,8 @@
 
 namespace {
 
-std::string folderOf(int count) {
-    std::string dir = "/tmp/mp-bench-menu-" + std::to_string(count);
-    struct stat info;
-    if (stat((dir + "/done").c_str(), &info) == 0)
-        return dir;
-    mkdir(dir.c_str(), 0755);
-    for (int i = 0; i < count; ++i) {
-        int fd = open((dir + "/Track " + std::to_string(i) + ".mp3").c_str(), O_CREAT | O_WRONLY, 0644);
-        if (fd >= 0)
-            close(fd);
-    }
-    int fd = open((dir + "/done").c_str(), O_CREAT | O_WRONLY, 0644);
-    if (fd >= 0)
-        close(fd);
-    return dir;
-}
-
-void BareReaddir(benchmark::State& state) {
-    std::string dir = folderOf(static_cast<int>(state.range(0)));
-    for (auto _ : state) {
-        int entries = 0;
-        if (DIR* folder = opendir(dir.c_str())) {
-            while (readdir(folder))
-                ++entries;
-            closedir(folder);
-        }
-        benchmark::DoNotOptimize(entries);
-    }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-
 void LoadDir(benchmark::State& state) {
-    std::string dir = folderOf(static_cast<int>(state.range(0)));
+    std::string dir = benchMusicFolder(static_cast<int>(state.range(0)));
     for (auto _ : state) {
         state.PauseTiming();
         {
@@ -63,7 +33,7 @@ void LoadDir(benchmark::State& state) {
 }
 
 void ListFrame(benchmark::State& state) {
-    std::string dir = folderOf(static_cast<int>(state.range(0)));
+    std::string dir = benchMusicFolder(static_cast<int>(state.range(0)));
     FileBrowserMenu menu(dir.c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0);
     SDL_Rect rect = {0, 80, 1280, 560};
     menu.setRect(rect);
