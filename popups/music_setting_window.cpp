@@ -16,6 +16,13 @@ ZelmorSurface* load(const char* file) {
     return LoadZelmorSurface(gThemePath, "./", file);
 }
 
+// A switch takes effect and is saved at once; the window has nothing left to save.
+int storeSwitch(bool* setting, bool value) {
+    *setting = value;
+    savePlayerConfig();
+    return 1;
+}
+
 } // namespace
 
 MusicSettingWindow::MusicSettingWindow()
@@ -69,9 +76,7 @@ bool CoverBackgroundHandler::getValue() {
 }
 
 int CoverBackgroundHandler::setValue(bool value) {
-    gCoverBackground = value;
-    savePlayerConfig();
-    return 1;
+    return storeSwitch(&gCoverBackground, value);
 }
 
 int CoverBackgroundHandler::saveValue() {
@@ -83,9 +88,7 @@ bool VisualizationHandler::getValue() {
 }
 
 int VisualizationHandler::setValue(bool value) {
-    gVisualization = value;
-    savePlayerConfig();
-    return 1;
+    return storeSwitch(&gVisualization, value);
 }
 
 int VisualizationHandler::saveValue() {
@@ -97,9 +100,7 @@ bool BackgroundPlayHandler::getValue() {
 }
 
 int BackgroundPlayHandler::setValue(bool value) {
-    gBackgroundPlay = value;
-    savePlayerConfig();
-    return 1;
+    return storeSwitch(&gBackgroundPlay, value);
 }
 
 int BackgroundPlayHandler::saveValue() {
