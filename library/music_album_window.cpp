@@ -105,7 +105,8 @@ void MusicAlbumWindow::refresh() {
     std::string filename = sMusicPlayingStatus.filename;
     pthread_mutex_unlock(&sMusicPlayingStatusLock);
 
-    int first = mMenu.mFirstVisible, last = mMenu.mLastVisible;
+    int first = 0, last = -1;
+    mMenu.visibleRange(&first, &last);
     bool visible = false;
     for (int i = first; i <= last && !visible; ++i)
         visible = rowIsFile(mMenu.getItemByIndex(i), filename);
@@ -163,7 +164,7 @@ int MusicAlbumWindow::eventHandling() {
         return 0;
     case kKeyMenu:
         // The "Play/Pause" row works on the row under the cursor at this moment.
-        openPopupMenu(play_pause_player, mMenu.getItemByIndex(mMenu.mSelected));
+        openPopupMenu(play_pause_player, mMenu.selectedRow());
         return 0;
     case kKeyL:
         noarg_cmd("previous");

@@ -108,7 +108,8 @@ void MusicBrowserMenu::draw() {
     FileBrowserMenu::draw();
     // A marker beside a row of the folder it belongs to; nothing sets one at present.
     const char* current = getCurrentDir();
-    int first = mFirstVisible, last = mLastVisible;
+    int first = 0, last = -1;
+    visibleRange(&first, &last);
     if (mShowPlayer && mMarkRow >= first && mMarkRow <= last &&
         static_cast<size_t>(mMarkRow) < mItemVector->size() &&
         (mMarkDir.empty() || !current || mMarkDir == current)) {
@@ -116,6 +117,20 @@ void MusicBrowserMenu::draw() {
         SDL_Rect at = {mRect.x + 560, mRect.y + (mMarkRow - first) * (mRowHeight + mRowGap) + 30, 0, 0};
         mark->blit(nullptr, &at, 1, nullptr);
     }
+}
+
+void MusicBrowserMenu::visibleRange(int* first, int* last) {
+    pthread_mutex_lock(&mCursorLock);
+    *first = mFirstVisible;
+    *last = mLastVisible;
+    pthread_mutex_unlock(&mCursorLock);
+}
+
+TextMenuItem* MusicBrowserMenu::selectedRow() {
+    pthread_mutex_lock(&mCursorLock);
+    TextMenuItem* row = getItemByIndex(mSelected); // the lock is recursive
+    pthread_mutex_unlock(&mCursorLock);
+    return row;
 }
 
 int prepare_file_browser_thread(void* argument) {

@@ -25,6 +25,10 @@ public:
     ~MusicBrowserMenu() override;
     int eventHandling() override;
     void draw() override;
+    // The loader thread moves the cursor and the view while it publishes rows: these
+    // read them together under the list's lock.
+    void visibleRange(int* first, int* last);
+    TextMenuItem* selectedRow();
 
     std::string mMarkDir;
     int mMarkRow;

@@ -532,7 +532,11 @@ int FileBrowserMenu::handleKey(int key) {
         return 0;
     }
     if (zwIsConfirmKey(key)) {
-        TextMenuItem* item = getItemByIndex(mSelected);
+        TextMenuItem* item = nullptr;
+        {
+            ZwLock guard(&mCursorLock); // the loader may be moving the cursor
+            item = getItemByIndex(mSelected);
+        }
         if (item && item->getAction())
             return item->getAction()->dowork(nullptr);
         return 0;
