@@ -1,5 +1,6 @@
-// Surfaces and drawing, read back pixel by pixel (on the software renderer, and once
-// more on GLES2 through Mesa's offscreen driver), and the bars against their picture.
+// Surfaces and drawing, read back pixel by pixel, and the bars and text against their
+// picture; on the software renderer, and once more on GLES2 through Mesa's offscreen
+// driver.
 #include "screen_fixture.h"
 
 #include <cstring>
@@ -91,26 +92,22 @@ TEST_F(ScreenTest, EraserModeCutsHolesWithTheExactFormula) {
     delete canvas;
 }
 
-TEST_F(ScreenTest, DrawStringCentresClipsAndCaches) {
+// A line too long for its rectangle ends inside it, and later frames reuse the rendered
+// line; two Chinese characters must not render alike, as missing-glyph boxes would.
+// Centring is seen in the runtime reference, on both renderers.
+TEST_F(ScreenTest, DrawStringClipsCachesAndHasChineseGlyphs) {
     ASSERT_NE(gListFontTxt, nullptr) << "a font with Latin and Chinese must be installed";
     SDL_SetRenderDrawColor(gZwRenderer, 0, 0, 0, 255);
-    SDL_RenderClear(gZwRenderer);
-    DrawString(gListFontTxt, SDL_Rect{0, 0, 1280, 720}, "Quitting", gListColorTxt, 1, false, false);
-    std::vector<int> box = litBox(readTargetPixels(0, 0, 1280, 720), 1280);
-    EXPECT_NEAR(box[0] + box[2] / 2, 640, 4);
-    EXPECT_NEAR(box[1] + box[3] / 2, 360, 8);
-
     SDL_RenderClear(gZwRenderer);
     const char* longText = "A title far too long for the narrow rectangle it is given on this screen";
     int before = zwTextRenders;
     for (int frame = 0; frame < 3; ++frame)
         DrawString(gListFontTxt, SDL_Rect{100, 100, 300, 40}, longText, gListColorTxt, 0, false, false);
     EXPECT_EQ(zwTextRenders, before + 1) << "later frames reuse the rendered line";
-    box = litBox(readTargetPixels(0, 0, 1280, 720), 1280);
+    std::vector<int> box = litBox(readTargetPixels(0, 0, 1280, 720), 1280);
     EXPECT_TRUE(box[0] >= 100 && box[0] + box[2] <= 400) << "clipped";
     EXPECT_GT(box[2], 250) << "the text runs up to the edge, ending in an ellipsis";
 
-    // Two different Chinese characters must not render alike, as missing-glyph boxes would.
     std::vector<Uint32> shots[2];
     for (int i = 0; i < 2; ++i) {
         SDL_RenderClear(gZwRenderer);
