@@ -1,5 +1,6 @@
-// The window loop's results, the wait for input, the shared key table, gamepads through
-// SDL's virtual joystick, and closing the desktop window.
+// The wait for input, the shared key table, and gamepads through SDL's virtual joystick.
+// The loop's results are exercised by every screen test that steps the real loop, and
+// closing the window by the lifecycle tests, which end the program with SIGTERM.
 #include "base/user_events.h"
 #include "screen_fixture.h"
 #include "shmvar.h"
@@ -8,17 +9,6 @@
 #include <cstdlib>
 
 namespace {
-
-struct ScriptedWindow : ZelmorWindow {
-    ScriptedWindow(int kind, std::vector<int> results, int* counts)
-        : ZelmorWindow(8, kind), mResults(std::move(results)), mCounts(counts) {}
-    ~ScriptedWindow() override { ++mCounts[0]; }
-    int eventHandling() override { return mNext < mResults.size() ? mResults[mNext++] : 0; }
-    void refresh() override { ++mCounts[1]; }
-    std::vector<int> mResults;
-    size_t mNext = 0;
-    int* mCounts; // deleted, refreshed
-};
 
 void push(Uint32 type, SDL_Keycode key = 0, Sint32 code = 0) {
     SDL_Event event;
@@ -47,37 +37,6 @@ int nextKey(int timeoutMs = 5000) {
 }
 
 } // namespace
-
-TEST_F(ScreenTest, LoopResults) {
-    int counts[2] = {0, 0};
-    std::vector<int> results;
-    for (int key = 1; key <= 15; ++key)
-        results.push_back(key);
-    results.push_back(kWinResultPopup);
-    results.push_back(kWinResultClose);
-    std::vector<ZelmorWindow*> windows = {new ScriptedWindow(0, {}, counts),
-                                          new ScriptedWindow(1, results, counts)};
-    for (int key = 1; key <= 15; ++key) {
-        EXPECT_EQ(runWindowsStep(windows), key);
-        EXPECT_EQ(windows.size(), 2u) << "result " << key << " changes nothing";
-    }
-    // A popup queued during the step comes up on the popup result; when it closes it is
-    // deleted and the window under it refreshed.
-    add2PopupList(new ScriptedWindow(-1, {kWinResultClose}, counts));
-    EXPECT_EQ(runWindowsStep(windows), kWinResultPopup);
-    ASSERT_EQ(windows.size(), 3u);
-    EXPECT_EQ(windows.back()->mKind, -1);
-    EXPECT_EQ(runWindowsStep(windows), kWinResultClose);
-    EXPECT_EQ(std::vector<int>(counts, counts + 2), std::vector<int>({1, 1}));
-    EXPECT_EQ(runWindowsStep(windows), kWinResultClose);
-    EXPECT_EQ(windows.size(), 1u);
-    // Quit leaves the loop without closing (so without a refresh); the loop then deletes
-    // the windows left.
-    windows.push_back(new ScriptedWindow(1, {kWinResultQuit}, counts));
-    runWindows(windows);
-    EXPECT_TRUE(windows.empty());
-    EXPECT_EQ(std::vector<int>(counts, counts + 2), std::vector<int>({4, 2}));
-}
 
 // The keyboard aliases that no screen test presses are checked here on the way.
 TEST_F(ScreenTest, WaitEndsOnTickAndKeysAndOtherwiseKeepsTheFrameRate) {
@@ -189,22 +148,4 @@ TEST_F(GamepadTest, AnUnknownPadGivesKeysFromButtonsHatAndAxes) {
     // Unplugged while held: the direction does not repeat on.
     SDL_JoystickDetachVirtual(0);
     EXPECT_EQ(nextKey(1000), kKeyNone);
-}
-
-// Closing the desktop window ends the loop, and is not the back key.
-TEST_F(ScreenTest, ClosingTheDesktopWindowEndsTheLoop) {
-    static int keysSeen = 0;
-    struct Waiting : ZelmorWindow {
-        Waiting() : ZelmorWindow(8, 1) {}
-        int eventHandling() override {
-            int result = wait_event(nullptr);
-            keysSeen += result != kKeyNone;
-            return result;
-        }
-    };
-    std::vector<ZelmorWindow*> windows = {new Waiting};
-    push(SDL_QUIT);
-    runWindows(windows); // returns, rather than waiting for ever
-    EXPECT_EQ(keysSeen, 0);
-    EXPECT_TRUE(windows.empty());
 }
