@@ -51,6 +51,28 @@ bool reachFolder(FileBrowserMenu& menu, const std::string& folder) {
     });
 }
 
+// Holds the loader inside file_handler at "gate.mp3" until the test opens the gate:
+// 1 while it waits there, 2 once it may go on.
+std::atomic<int> sGate{0};
+
+void gate(const char* name) {
+    if (strcmp(name, "gate.mp3") != 0)
+        return;
+    sGate = 1;
+    waitUntil([] { return sGate == 2; });
+}
+
+// Exposes the freeing of replaced rows that eventHandling does before each wait.
+class ProbeMenu : public FileBrowserMenu {
+public:
+    using FileBrowserMenu::FileBrowserMenu;
+    void reclaimNow() {
+        noteWindowThread();
+        syncItemVector();
+        reclaimRetired();
+    }
+};
+
 } // namespace
 
 // Coming back puts the cursor where it was; if the parent changed meanwhile, on the
@@ -86,8 +108,9 @@ TEST_F(BrowserTest, BackFromAStartOutsideTheRootLeadsIntoTheLibrary) {
     EXPECT_EQ(labels(menu), (std::vector<std::string>{"near.mp3"}));
 }
 
-// The loader reads the folder twice and centres a row, as the program's loader does,
-// while this thread (the window thread) draws, moves and reads the rows on screen.
+// The loader reads the folder twice while this thread (the window thread) draws, moves
+// and reads the rows on screen, as a user pressing keys while a folder loads would.
+// Where the loader puts the cursor afterwards is the library's rows test's affair.
 TEST_F(BrowserTest, LoaderThreadFillsAHugeFolderWhileTheWindowThreadWorks) {
     const int count = 100000;
     for (int i = 0; i < count; ++i)
@@ -95,18 +118,10 @@ TEST_F(BrowserTest, LoaderThreadFillsAHugeFolderWhileTheWindowThreadWorks) {
     FileBrowserMenu menu(root.c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0);
     menu.draw();
     std::atomic<bool> loaded{false};
-    std::atomic<int> found{-1};
     std::thread loader([&] {
         menu.LoadDir();
-        int n = menu.getListNum();
-        menu.restorePos(n - 1, n - 4, n + 1);
+        menu.restorePos(count - 1, count - 4, count + 1);
         menu.LoadDir();
-        for (int i = menu.getListNum() - 1; i >= 0 && found < 0; --i) {
-            if (menu.getItemByIndex(i)->getLabel() == "t99990.mp3") {
-                found = i;
-                menu.restorePos(i, i - 3, i + 2);
-            }
-        }
         loaded = true;
     });
     TextMenuItem* held = nullptr;
@@ -128,36 +143,8 @@ TEST_F(BrowserTest, LoaderThreadFillsAHugeFolderWhileTheWindowThreadWorks) {
     loader.join();
     EXPECT_EQ(strayCursors, 0);
     EXPECT_EQ(menu.mItemVector->size(), static_cast<size_t>(count));
-    EXPECT_EQ(labels(menu)[9] + labels(menu)[10] + labels(menu)[count - 1], "t9.mp3t10.mp3t99999.mp3");
-    ASSERT_GE(found, 0);
     EXPECT_LE(menu.mLastVisible - menu.mFirstVisible, menu.mVisibleRows - 1);
 }
-
-namespace {
-
-// Holds the loader inside file_handler at "gate.mp3" until the test opens the gate:
-// 1 while it waits there, 2 once it may go on.
-std::atomic<int> sGate{0};
-
-void gate(const char* name) {
-    if (strcmp(name, "gate.mp3") != 0)
-        return;
-    sGate = 1;
-    waitUntil([] { return sGate == 2; });
-}
-
-// Exposes the freeing of replaced rows that eventHandling does before each wait.
-class ProbeMenu : public FileBrowserMenu {
-public:
-    using FileBrowserMenu::FileBrowserMenu;
-    void reclaimNow() {
-        noteWindowThread();
-        syncItemVector();
-        reclaimRetired();
-    }
-};
-
-} // namespace
 
 // The user enters a folder while the loader still reads the start folder: the
 // loader's late rows must not replace the folder the user is in.
