@@ -56,6 +56,29 @@ protected:
     std::vector<int16_t> samples;
 };
 
+// A tap file of the given size; its samples a steady tone on bin 43 (band 41).
+void writeTap(size_t bytes) {
+    makeDirs(MP_SERVICE_DIR);
+    std::string data(bytes, '\0');
+    memcpy(&data[0], tone(43, 32767.0).data(), std::min<size_t>(bytes, kTapSamples * 2));
+    writeFile(MP_WAVE_TAP_FILE, data);
+}
+
+double published41() {
+    pthread_mutex_lock(&sFFTLock);
+    double value = s_fft_value[41];
+    pthread_mutex_unlock(&sFFTLock);
+    return value;
+}
+
+// A start that must fail: what it logged.
+std::string failedInit() {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(initVisualizer(0), -1);
+    EXPECT_TRUE(s_shm_wave == nullptr && s_in == nullptr);
+    return testing::internal::GetCapturedStderr();
+}
+
 } // namespace
 
 TEST(SpectrumTables, LadderPeakFallAndBoost) {
@@ -101,33 +124,6 @@ TEST_F(SpectrumFrames, BinsReachTheirBandsInTheirScaleAndSilenceStaysOnTheFloor)
     for (int b = 0; b < kSpectrumBands; ++b)
         EXPECT_TRUE(s_fft_value[b] == kSpectrumFloor && s_fft_peak[b] == s_gforce_table[0]) << b;
 }
-
-namespace {
-
-// A tap file of the given size; its samples a steady tone on bin 43 (band 41).
-void writeTap(size_t bytes) {
-    makeDirs(MP_SERVICE_DIR);
-    std::string data(bytes, '\0');
-    memcpy(&data[0], tone(43, 32767.0).data(), std::min<size_t>(bytes, kTapSamples * 2));
-    writeFile(MP_WAVE_TAP_FILE, data);
-}
-
-double published41() {
-    pthread_mutex_lock(&sFFTLock);
-    double value = s_fft_value[41];
-    pthread_mutex_unlock(&sFFTLock);
-    return value;
-}
-
-// A start that must fail: what it logged.
-std::string failedInit() {
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(initVisualizer(0), -1);
-    EXPECT_TRUE(s_shm_wave == nullptr && s_in == nullptr);
-    return testing::internal::GetCapturedStderr();
-}
-
-} // namespace
 
 TEST(SpectrumThread, TapMissingShortPresentAndTruncatedWhileRunning) {
     removeTree(MP_WAVE_TAP_FILE);
