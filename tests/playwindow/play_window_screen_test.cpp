@@ -268,19 +268,21 @@ TEST_F(PlayGallery, NowPlayingWithSpectrumWithWaveformAndIdle) {
     for (int bin = 60; bin < 600; bin += 37)
         tones.push_back({bin, 600.0});
     writeTap(tones);
-    // Two frames of a screen, then the comparison.
-    auto expectShot = [](MusicPlayWindow& window, const char* name) {
-        frame(window);
-        frame(window);
-        EXPECT_EQ(matchesReference(name, {kClockArea}), "");
-    };
-
-    setStatus(song + ".flac", "playing", 83, 241, "Night Drive", "The Quiet Hours");
-    service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": 1}"});
-    {
-        MusicPlayWindow window(1, true, false);
-        // Every marker at rest where a steady sound holds it: on its value, or 0.3 above
-        // a loud one, never below the ladder's floor.
+    // {effect, status, artist, play mode, idle message, reference}: two frames of each
+    // screen once every marker is at rest where a steady sound holds it (on its value, or
+    // 0.3 above a loud one, never below the ladder's floor), then the comparison.
+    const struct {
+        const char *effect, *state, *artist, *mode;
+        bool idle;
+        const char* name;
+    } shots[] = {{"fft1", "playing", "The Quiet Hours", "1", false, "play_spectrum"},
+                 {"wave1", "paused", "", "0", false, "play_waveform"},
+                 {"wave1", "", "", "0", true, "play_idle"}};
+    for (const auto& shot : shots) {
+        listEffects({shot.effect});
+        setStatus(shot.idle ? "" : song + ".flac", shot.state, 83, 241, shot.idle ? "" : "Night Drive", shot.artist);
+        service.script("get_play_mode", Reply{ReplyKind::Json, std::string("{\"mode\": ") + shot.mode + "}"});
+        MusicPlayWindow window(1, true, shot.idle);
         EXPECT_TRUE(waitUntil([] {
             pthread_mutex_lock(&sFFTLock);
             bool settled = s_fft_value[8] > 2.0;
@@ -292,17 +294,8 @@ TEST_F(PlayGallery, NowPlayingWithSpectrumWithWaveformAndIdle) {
             pthread_mutex_unlock(&sFFTLock);
             return settled;
         })) << "the markers never came to rest";
-        expectShot(window, "play_spectrum");
-        EXPECT_NE(window.mCoverBlur, nullptr);
+        frame(window);
+        frame(window);
+        EXPECT_EQ(matchesReference(shot.name, {kClockArea}), "") << shot.name;
     }
-    listEffects({"wave1"});
-    service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": 0}"});
-    setStatus(song + ".flac", "paused", 83, 241, "Night Drive", "");
-    {
-        MusicPlayWindow window(1, true, false);
-        expectShot(window, "play_waveform");
-    }
-    setStatus("", "");
-    MusicPlayWindow idle(1, true, true);
-    expectShot(idle, "play_idle");
 }
