@@ -43,14 +43,6 @@ protected:
         gUIWindows = {new BaseScreen, new MusicPlayWindow(1, true, idleMessage)};
         return *static_cast<MusicPlayWindow*>(gUIWindows.back());
     }
-    // The effect's canvas after a frame.
-    std::vector<Uint32> canvas(MusicPlayWindow& window) {
-        frame(window);
-        SetRenderTarget(window.mVisCanvas);
-        auto pixels = readTargetPixels(0, 0, 1280, 720);
-        SetRenderTarget(nullptr);
-        return pixels;
-    }
     ScratchDir theme{"play-theme"};
     std::string music = scratch.path() + "/music";
 };
@@ -192,7 +184,10 @@ TEST_F(PlayScreen, SteadyToneLightsItsBandHighestWithAMarkerAbove) {
         pthread_mutex_unlock(&sFFTLock);
         return steady;
     })) << "the analysis never settled on the tone";
-    auto pixels = canvas(window);
+    frame(window);
+    SetRenderTarget(window.mVisCanvas);
+    auto pixels = readTargetPixels(0, 0, 1280, 720);
+    SetRenderTarget(nullptr);
     // Lit height of each band's middle column over the 200 rows of the foreground.
     std::vector<int> heights;
     for (int b = 0; b < 48; ++b) {
