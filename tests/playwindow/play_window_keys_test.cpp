@@ -117,7 +117,8 @@ TEST_F(PlayKeys, PausedTrackIgnoresSeekingAndSuspendedSystemLeaveMenuAndVolume) 
     setStatus("/m/song.flac", "paused", 100, 300);
     press(SDLK_RIGHT);
     press(SDLK_LEFT);
-    EXPECT_TRUE(mWindow->mForwardTimer == 0 && mWindow->mBackwardTimer == 0) << "so nothing can be sent later";
+    EXPECT_TRUE(mWindow->mForwardTimer == 0 && mWindow->mBackwardTimer == 0)
+        << "so nothing can be sent later";
     EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), -1);
 
     writeFile(MP_SYSTEM_SUSPEND_FILE, "");

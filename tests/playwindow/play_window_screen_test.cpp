@@ -275,7 +275,8 @@ TEST_F(PlayGallery, NowPlayingWithSpectrumWithWaveformAndIdle) {
                  {"wave1", "", "", "0", true, "play_idle"}};
     for (const auto& shot : shots) {
         listEffects({shot.effect});
-        setStatus(shot.idle ? "" : song + ".flac", shot.state, 83, 241, shot.idle ? "" : "Night Drive", shot.artist);
+        setStatus(shot.idle ? "" : song + ".flac", shot.state, 83, 241, shot.idle ? "" : "Night Drive",
+                  shot.artist);
         service.script("get_play_mode", Reply{ReplyKind::Json, std::string("{\"mode\": ") + shot.mode + "}"});
         MusicPlayWindow window(1, true, shot.idle);
         EXPECT_TRUE(waitUntil([] {

@@ -114,7 +114,8 @@ TEST_F(BrowserTest, BackFromAStartOutsideTheRootLeadsIntoTheLibrary) {
 TEST_F(BrowserTest, LoaderThreadFillsAHugeFolderWhileTheWindowThreadWorks) {
     const int count = 100000;
     for (int i = 0; i < count; ++i)
-        ASSERT_EQ(close(open((root + "/t" + std::to_string(i) + ".mp3").c_str(), O_CREAT | O_WRONLY, 0644)), 0);
+        ASSERT_EQ(close(open((root + "/t" + std::to_string(i) + ".mp3").c_str(), O_CREAT | O_WRONLY, 0644)),
+                  0);
     FileBrowserMenu menu(root.c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0);
     menu.draw();
     std::atomic<bool> loaded{false};

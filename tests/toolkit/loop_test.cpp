@@ -22,8 +22,8 @@ void push(Uint32 type, SDL_Keycode key = 0, Sint32 code = 0) {
 }
 
 long elapsedMs(std::chrono::steady_clock::time_point start) {
-    return static_cast<long>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count());
+    auto elapsed = std::chrono::steady_clock::now() - start;
+    return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count());
 }
 
 // The next key that wait_event reports within the deadline, or kKeyNone.
@@ -46,8 +46,10 @@ TEST_F(ScreenTest, WaitEndsOnTickAndKeysAndOtherwiseKeepsTheFrameRate) {
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(wait_event(nullptr), kKeyNone);
     EXPECT_LT(elapsedMs(start), 500) << "the status tick ends the wait of a one-second frame";
-    for (auto [key, code] : {std::pair{SDLK_RETURN, kKeyPrimary}, {SDLK_BACKSPACE, kKeySecondary},
-                             {SDLK_1, kKeyL2}, {SDLK_y, kKeyY}}) {
+    for (auto [key, code] : {std::pair{SDLK_RETURN, kKeyPrimary},
+                             {SDLK_BACKSPACE, kKeySecondary},
+                             {SDLK_1, kKeyL2},
+                             {SDLK_y, kKeyY}}) {
         push(SDL_KEYDOWN, key);
         EXPECT_EQ(wait_event(nullptr), code) << SDL_GetKeyName(key);
         push(SDL_KEYUP, key);

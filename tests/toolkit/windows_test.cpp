@@ -58,7 +58,8 @@ TEST_F(ScreenTest, MenuGalleryListPopupDialogAndSettings) {
     for (int i = 1; i <= 14; ++i)
         writeFile(dir.path() + "/" + std::to_string(i) + " - Track number " + std::to_string(i) + ".mp3", "");
     gTestAudioIcon = load("skin/ic-video.png");
-    FileBrowserMenu files(dir.path().c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0);
+    FileBrowserMenu files(dir.path().c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png",
+                          6, 0);
     SDL_Rect listRect = {0, 80, 1280, 560};
     files.setRect(listRect);
     files.LoadDir();
@@ -86,14 +87,15 @@ TEST_F(ScreenTest, MenuGalleryListPopupDialogAndSettings) {
 
     SettingMenu settingMenu;
     ZelmorSurface *rowA = load("skin/bg-list-long-a.png"), *rowN = load("skin/bg-list-long-n.png");
-    settingMenu.insertSettingItem(new SettingValueItem(
-        rowA, rowN, load("skin/ic-left-arrow-a.png"), load("skin/ic-left-arrow-n.png"),
-        load("skin/ic-right-arrow-a.png"), load("skin/ic-right-arrow-n.png"), load("skin/bg-setting-textfield.png"),
-        28, nullptr, new CountingValue));
+    settingMenu.insertSettingItem(
+        new SettingValueItem(rowA, rowN, load("skin/ic-left-arrow-a.png"), load("skin/ic-left-arrow-n.png"),
+                             load("skin/ic-right-arrow-a.png"), load("skin/ic-right-arrow-n.png"),
+                             load("skin/bg-setting-textfield.png"), 28, nullptr, new CountingValue));
     ZelmorSurface *on = load("skin/sw-on.png"), *off = load("skin/sw-off.png");
     bool flags[3] = {true, false, true};
     for (int id : {29, 30, 31})
-        settingMenu.insertSettingItem(new SettingSwitchItem(rowA, rowN, on, off, id, new FlagSwitch(&flags[id - 29])));
+        settingMenu.insertSettingItem(
+            new SettingSwitchItem(rowA, rowN, on, off, id, new FlagSwitch(&flags[id - 29])));
     BarScreen<SettingMenu> settings(10, settingMenu);
     expectScreen({&settings}, "menu_settings");
     EXPECT_NE(readTargetPixels(640, 80 + 44, 1, 1), readTargetPixels(640, 80 + 3 * 92 + 44, 1, 1))

@@ -62,8 +62,10 @@ TEST_F(Catalogue, IndexComesIntoRangeStepsWrapAndKindsGoByName) {
         EXPECT_EQ(s_curVis, s_visEffects[index]);
     }
     EXPECT_EQ(s_triggerVisLoad, 1);
-    const std::pair<const char*, int> kinds[] = {{"FFT_neon", kVisTypeSpectrum}, {"Waveform", kVisTypeWave},
-                                                 {"ff", kVisTypeNone}, {nullptr, kVisTypeNone}};
+    const std::pair<const char*, int> kinds[] = {{"FFT_neon", kVisTypeSpectrum},
+                                                 {"Waveform", kVisTypeWave},
+                                                 {"ff", kVisTypeNone},
+                                                 {nullptr, kVisTypeNone}};
     for (auto [name, kind] : kinds)
         EXPECT_EQ(visTypeOf(name), kind) << (name ? name : "null");
 }

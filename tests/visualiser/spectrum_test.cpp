@@ -25,7 +25,8 @@ std::string resetTables() {
 std::vector<int16_t> tone(double bin, double amplitude) {
     std::vector<int16_t> samples(kTapSamples);
     for (int n = 0; n < kTapSamples; ++n)
-        samples[n] = static_cast<int16_t>(std::lround(amplitude * std::sin(2.0 * M_PI * bin * n / kTapSamples)));
+        samples[n] =
+            static_cast<int16_t>(std::lround(amplitude * std::sin(2.0 * M_PI * bin * n / kTapSamples)));
     return samples;
 }
 
@@ -92,8 +93,8 @@ TEST(SpectrumTables, LadderPeakFallAndBoost) {
         EXPECT_TRUE(s_fft_value[b] == kSpectrumFloor && s_fft_peak[b] == kSpectrumFloor) << b;
     // A peak falls one rung of the ladder, never below its foot.
     const double* t = s_gforce_table;
-    for (auto [peak, fallen] : {std::pair{t[5], t[4]}, {(t[5] + t[6]) / 2, t[5]}, {100.0, t[51]}, {t[1], t[0]},
-                                {0.0, t[0]}})
+    for (auto [peak, fallen] :
+         {std::pair{t[5], t[4]}, {(t[5] + t[6]) / 2, t[5]}, {100.0, t[51]}, {t[1], t[0]}, {0.0, t[0]}})
         EXPECT_EQ(spectrumPeakFall(peak), fallen) << peak;
     // {value, decayed peak, new peak}. Strict comparisons: 4.5 takes the lower row, a
     // rise of exactly 1.5 the right column.
@@ -112,7 +113,8 @@ TEST_F(SpectrumFrames, BinsReachTheirBandsInTheirScaleAndSilenceStaysOnTheFloor)
         EXPECT_EQ(play(tone(c[0], 8000.0)), c[1]) << "bin " << c[0];
     // A sine of amplitude A on one bin has magnitude A * 1024 / 32768: kept as it is up
     // to 2, its logarithm above.
-    for (auto [amplitude, value] : {std::pair{62.0, 1.9375}, {67.2, std::log(2.1)}, {32767.0, std::log(1024.0)}}) {
+    for (auto [amplitude, value] :
+         {std::pair{62.0, 1.9375}, {67.2, std::log(2.1)}, {32767.0, std::log(1024.0)}}) {
         play(tone(10, amplitude));
         EXPECT_NEAR(s_fft_value[9], value, 0.01) << amplitude;
     }
