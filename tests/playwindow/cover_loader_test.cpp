@@ -9,14 +9,18 @@
 
 namespace {
 
-SDL_Surface* pattern(int w, int h) {
+// A red left half and a blue right half, with steps of green down the rows and some
+// half-transparent dots, saved under path by save (IMG_SavePNG, SDL_SaveBMP, a JPEG writer).
+template <typename Save> std::string saved(const std::string& path, int w, int h, Save save) {
     SDL_Surface* image = SDL_CreateRGBSurfaceWithFormat(0, w, h, 32, SDL_PIXELFORMAT_ARGB8888);
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
             static_cast<Uint32*>(image->pixels)[y * (image->pitch / 4) + x] =
                 (x < w / 2 ? 0xffdc1e1eu : 0xff1e1edcu) ^ static_cast<Uint32>((y * 7 / h) << 8) ^
                 (((x * 31 + y * 17) % 97 == 0) ? 0x7f000000u : 0u);
-    return image;
+    EXPECT_EQ(save(image, path.c_str()), 0);
+    SDL_FreeSurface(image);
+    return path;
 }
 
 bool near(Uint32 p, Uint32 q) {
@@ -26,24 +30,14 @@ bool near(Uint32 p, Uint32 q) {
     return true;
 }
 
-class CoverLoader : public ScreenTest {
-protected:
-    // The pattern saved by save (IMG_SavePNG, SDL_SaveBMP, a JPEG writer) under name.
-    template <typename Save> std::string saved(const char* name, int w, int h, Save save) {
-        SDL_Surface* image = pattern(w, h);
-        std::string path = dir.path() + "/" + name;
-        EXPECT_EQ(save(image, path.c_str()), 0);
-        SDL_FreeSurface(image);
-        return path;
-    }
-    ScratchDir dir{"covers"};
-};
+using CoverLoader = ScreenTest;
 
 } // namespace
 
 TEST_F(CoverLoader, LargeJpegIsDecodedReducedButKeepsItsSize) {
-    std::string path =
-        saved("cover.jpg", 3000, 3000, [](SDL_Surface* s, const char* p) { return IMG_SaveJPG(s, p, 92); });
+    ScratchDir dir("covers");
+    std::string path = saved(dir.path() + "/cover.jpg", 3000, 3000,
+                             [](SDL_Surface* s, const char* p) { return IMG_SaveJPG(s, p, 92); });
     auto* cover = static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str()));
     ASSERT_NE(cover, nullptr);
     EXPECT_EQ(std::vector<int>({cover->getWidth(), cover->getHeight(), cover->mReduction, cover->mImage->w}),
@@ -57,6 +51,7 @@ TEST_F(CoverLoader, LargeJpegIsDecodedReducedButKeepsItsSize) {
     EXPECT_EQ(pixel(79, 79) & 0xffffff, 0u);
     cover->blit(&right, &box, 0, nullptr);
     EXPECT_TRUE(near(pixel(100, 100), 0xff1e1edc));
+    // The pixels for the blurred background, scaled to the size asked for.
     int pitch = 0, bpp = 4, w = 256, h = 256;
     auto* pixels = static_cast<Uint32*>(cover->getPixels(&pitch, &bpp, &w, &h));
     ASSERT_NE(pixels, nullptr);
@@ -66,7 +61,8 @@ TEST_F(CoverLoader, LargeJpegIsDecodedReducedButKeepsItsSize) {
 }
 
 TEST_F(CoverLoader, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
-    std::string path = saved("cover.png", 301, 157, IMG_SavePNG);
+    ScratchDir dir("covers");
+    std::string path = saved(dir.path() + "/cover.png", 301, 157, IMG_SavePNG);
     int width = 0, height = 0, reduction = 0;
     SDL_Surface* ours = zwDecodeImage(path.c_str(), &width, &height, &reduction);
     SDL_Surface* loaded = IMG_Load(path.c_str());
@@ -83,7 +79,7 @@ TEST_F(CoverLoader, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
     SDL_FreeSurface(reference);
 
     // A BMP goes to SDL_image; found in the application's folder when the theme lacks it.
-    saved("cover.bmp", 40, 30, [](SDL_Surface* s, const char* p) { return SDL_SaveBMP(s, p); });
+    saved(dir.path() + "/cover.bmp", 40, 30, [](SDL_Surface* s, const char* p) { return SDL_SaveBMP(s, p); });
     ZelmorSurface* bmp = LoadZelmorSurface("/nonexistent/", dir.path().c_str(), "cover.bmp");
     ASSERT_NE(bmp, nullptr);
     EXPECT_EQ(bmp->getWidth(), 40);

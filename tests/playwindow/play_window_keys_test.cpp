@@ -1,6 +1,6 @@
 // The keys of the now-playing screen against the service double: debounced seeking on
 // SDL's timer thread, volume steps, the play mode cycle, toggling, leaving, the popup
-// menu, and the keys that a suspended system ignores.
+// menu, and the keys that a paused track or a suspended system ignores.
 #include "player_fixture.h"
 #include "playwindow/music_play_window.h"
 
@@ -23,7 +23,6 @@ protected:
         mWindow = new MusicPlayWindow(1, true, false);
         gUIWindows = {new BaseScreen, mWindow};
     }
-    MusicPlayWindow& window() { return *mWindow; }
     int press(SDL_Keycode key) { return pressOn(*mWindow, key); }
     MusicPlayWindow* mWindow = nullptr;
 };
@@ -68,16 +67,7 @@ TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
     EXPECT_EQ(numbers("seek", "ms"), (std::vector<int>{105000, 110000, 300000, 300000}));
 }
 
-TEST_F(PlayKeys, SeekWhilePausedSetsNoTimer) {
-    setStatus("/m/song.flac", "paused", 100, 300);
-    press(SDLK_RIGHT);
-    press(SDLK_LEFT);
-    EXPECT_TRUE(window().mForwardTimer == 0 && window().mBackwardTimer == 0)
-        << "so nothing can be sent later";
-    EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), -1);
-}
-
-TEST_F(PlayKeys, VolumeStepsByTenAndNeverSendsSilence) {
+TEST_F(PlayKeys, VolumeStepsByTenWithoutSendingSilenceAndXCyclesThePlayMode) {
     const int cases[][3] = {{55, SDLK_UP, 60}, {100, SDLK_UP, 100}, {10, SDLK_DOWN, 0}, {0, SDLK_DOWN, 0}};
     for (const auto& c : cases) {
         gMusicVolume = c[0];
@@ -85,30 +75,26 @@ TEST_F(PlayKeys, VolumeStepsByTenAndNeverSendsSilence) {
         EXPECT_EQ(gMusicVolume, c[2]) << c[0];
     }
     EXPECT_EQ(numbers("set_volume", "volume"), (std::vector<int>{60, 100, 1, 1}));
-}
-
-TEST_F(PlayKeys, PlayModeCyclesSequenceRandomRepeatOne) {
+    // Sequence, random, repeat one; a mode that is no number sends nothing.
     for (std::string mode : {"0", "1", "2", "\"1\""}) {
         service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": " + mode + "}"});
         press(SDLK_x);
     }
-    EXPECT_EQ(numbers("set_play_mode", "mode"), (std::vector<int>{1, 2, 0}))
-        << "a mode that is no number sends nothing";
+    EXPECT_EQ(numbers("set_play_mode", "mode"), (std::vector<int>{1, 2, 0}));
 }
 
-TEST_F(PlayKeys, ToggleFollowsTheStatusAndTheStayAliveMarker) {
+// Start and confirm toggle by the status, with the stay-alive marker; back and select
+// close over the library, and back alone ends the application. Key 19 swaps the roles
+// of confirm and back.
+TEST_F(PlayKeys, TogglingLeavingAndTheSwappedKeys) {
     EXPECT_EQ(access(MP_STAY_ALIVE_FILE, F_OK), 0) << "written on entry";
     EXPECT_EQ(press(SDLK_SPACE), 0);
     EXPECT_EQ(sent(), std::vector<std::string>{"pause"});
     EXPECT_NE(access(MP_STAY_ALIVE_FILE, F_OK), 0);
-    EXPECT_FALSE(window().mPlaying);
     setStatus("/m/song.flac", "paused", 100, 300);
     EXPECT_EQ(press(SDLK_RETURN), 0);
-    EXPECT_EQ(sent(), (std::vector<std::string>{"pause", "resume"}));
     EXPECT_EQ(access(MP_STAY_ALIVE_FILE, F_OK), 0);
-}
 
-TEST_F(PlayKeys, LeavingClosesOverTheLibraryAndQuitsAlone) {
     EXPECT_EQ(press(SDLK_ESCAPE), kWinResultClose);
     EXPECT_EQ(press(SDLK_TAB), kWinResultClose);
     // Shown through the popup list: the screen alone on the stack, or no stack at all.
@@ -120,16 +106,21 @@ TEST_F(PlayKeys, LeavingClosesOverTheLibraryAndQuitsAlone) {
     std::swap(stack, gUIWindows);
     EXPECT_EQ(press(SDLK_ESCAPE), kWinResultQuit);
     gUIWindows = {library, stack.back()};
-    EXPECT_EQ(sent(), std::vector<std::string>{}) << "leaving sends nothing";
 
-    // Key 19 swaps the roles: confirm leaves, back toggles.
     swapKeys(true);
     EXPECT_EQ(press(SDLK_RETURN), kWinResultClose);
     EXPECT_EQ(press(SDLK_ESCAPE), 0);
-    EXPECT_EQ(sent(), std::vector<std::string>{"pause"});
+    EXPECT_EQ(sent(), (std::vector<std::string>{"pause", "resume", "resume"})) << "leaving sends nothing";
 }
 
-TEST_F(PlayKeys, SuspendedSystemIgnoresLeaveMenuAndVolume) {
+TEST_F(PlayKeys, PausedTrackIgnoresSeekingAndSuspendedSystemLeaveMenuAndVolume) {
+    setStatus("/m/song.flac", "paused", 100, 300);
+    press(SDLK_RIGHT);
+    press(SDLK_LEFT);
+    EXPECT_TRUE(mWindow->mForwardTimer == 0 && mWindow->mBackwardTimer == 0)
+        << "so nothing can be sent later";
+    EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), -1);
+
     writeFile(MP_SYSTEM_SUSPEND_FILE, "");
     for (SDL_Keycode key : {SDLK_ESCAPE, SDLK_TAB, SDLK_m, SDLK_UP, SDLK_DOWN})
         EXPECT_EQ(press(key), 0) << SDL_GetKeyName(key);
@@ -138,12 +129,12 @@ TEST_F(PlayKeys, SuspendedSystemIgnoresLeaveMenuAndVolume) {
     EXPECT_EQ(gMusicVolume, 50);
     EXPECT_EQ(gUIWindows.size(), 2u) << "no popup";
     // Toggle, previous and next stay live; the last two reset the time labels.
-    window().mPosition = 40;
-    window().mDuration = 200;
+    mWindow->mPosition = 40;
+    mWindow->mDuration = 200;
     for (SDL_Keycode key : {SDLK_SPACE, SDLK_q, SDLK_w})
         press(key);
-    EXPECT_TRUE(window().mPosition == 0 && window().mDuration == 0);
-    EXPECT_EQ(sent(), (std::vector<std::string>{"pause", "previous", "next"}));
+    EXPECT_TRUE(mWindow->mPosition == 0 && mWindow->mDuration == 0);
+    EXPECT_EQ(sent(), (std::vector<std::string>{"resume", "previous", "next"}));
 }
 
 TEST_F(PlayKeys, MenuKeyOpensThePopupWhosePlayPauseRowTogglesThisScreensTrack) {
@@ -151,9 +142,8 @@ TEST_F(PlayKeys, MenuKeyOpensThePopupWhosePlayPauseRowTogglesThisScreensTrack) {
     ASSERT_EQ(gUIWindows.size(), 3u);
     EXPECT_TRUE(gUIWindows.back()->isFloating());
     // The third of five rows is play and pause; the track plays, so it pauses it.
-    pressAndStep(SDLK_DOWN);
-    pressAndStep(SDLK_DOWN);
-    pressAndStep(SDLK_RETURN);
+    for (SDL_Keycode key : {SDLK_DOWN, SDLK_DOWN, SDLK_RETURN})
+        pressAndStep(key);
     EXPECT_EQ(gUIWindows.size(), 2u);
     EXPECT_EQ(sent(), std::vector<std::string>{"pause"});
 }

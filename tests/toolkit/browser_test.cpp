@@ -9,10 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstring>
 #include <fcntl.h>
-#include <mutex>
 #include <thread>
 #include <unistd.h>
 
@@ -53,6 +51,28 @@ bool reachFolder(FileBrowserMenu& menu, const std::string& folder) {
     });
 }
 
+// Holds the loader inside file_handler at "gate.mp3" until the test opens the gate:
+// 1 while it waits there, 2 once it may go on.
+std::atomic<int> sGate{0};
+
+void gate(const char* name) {
+    if (strcmp(name, "gate.mp3") != 0)
+        return;
+    sGate = 1;
+    waitUntil([] { return sGate == 2; });
+}
+
+// Exposes the freeing of replaced rows that eventHandling does before each wait.
+class ProbeMenu : public FileBrowserMenu {
+public:
+    using FileBrowserMenu::FileBrowserMenu;
+    void reclaimNow() {
+        noteWindowThread();
+        syncItemVector();
+        reclaimRetired();
+    }
+};
+
 } // namespace
 
 // Coming back puts the cursor where it was; if the parent changed meanwhile, on the
@@ -88,29 +108,21 @@ TEST_F(BrowserTest, BackFromAStartOutsideTheRootLeadsIntoTheLibrary) {
     EXPECT_EQ(labels(menu), (std::vector<std::string>{"near.mp3"}));
 }
 
+// The loader reads the folder twice while this thread (the window thread) draws, moves
+// and reads the rows on screen, as a user pressing keys while a folder loads would.
+// Where the loader puts the cursor afterwards is the library's rows test's affair.
 TEST_F(BrowserTest, LoaderThreadFillsAHugeFolderWhileTheWindowThreadWorks) {
     const int count = 100000;
-    for (int i = 0; i < count; ++i) {
-        int fd = open((root + "/t" + std::to_string(i) + ".mp3").c_str(), O_CREAT | O_WRONLY, 0644);
-        ASSERT_GE(fd, 0);
-        close(fd);
-    }
+    for (int i = 0; i < count; ++i)
+        ASSERT_EQ(close(open((root + "/t" + std::to_string(i) + ".mp3").c_str(), O_CREAT | O_WRONLY, 0644)),
+                  0);
     FileBrowserMenu menu(root.c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0);
-    menu.draw(); // this thread is the window thread
+    menu.draw();
     std::atomic<bool> loaded{false};
-    std::atomic<int> found{-1};
     std::thread loader([&] {
         menu.LoadDir();
-        int n = menu.getListNum();
-        menu.restorePos(n - 1, n - 4, n + 1);
+        menu.restorePos(count - 1, count - 4, count + 1);
         menu.LoadDir();
-        // What the program's loader does next: look for a row and centre it.
-        for (int i = menu.getListNum() - 1; i >= 0 && found < 0; --i) {
-            if (menu.getItemByIndex(i)->getLabel() == "t99990.mp3") {
-                found = i;
-                menu.restorePos(i, i - 3, i + 2);
-            }
-        }
         loaded = true;
     });
     TextMenuItem* held = nullptr;
@@ -122,7 +134,6 @@ TEST_F(BrowserTest, LoaderThreadFillsAHugeFolderWhileTheWindowThreadWorks) {
         held = menu.getItemByIndex(menu.mSelected) ? menu.getItemByIndex(menu.mSelected) : held;
         ASSERT_TRUE(!held || !held->getLabel().empty()) << "a held row stays valid across reloads";
         menu.pageUp();
-        // The album window's refresh: the rows on screen, read through the fields.
         int rows = menu.getListNum(), selected = menu.mSelected;
         strayCursors += rows > 0 && (selected < 0 || selected >= rows);
         for (int i = menu.mFirstVisible; i <= menu.mLastVisible; ++i) {
@@ -131,61 +142,22 @@ TEST_F(BrowserTest, LoaderThreadFillsAHugeFolderWhileTheWindowThreadWorks) {
         }
     }
     loader.join();
-    menu.draw();
     EXPECT_EQ(strayCursors, 0);
     EXPECT_EQ(menu.mItemVector->size(), static_cast<size_t>(count));
-    EXPECT_EQ(labels(menu)[9] + labels(menu)[10] + labels(menu)[count - 1], "t9.mp3t10.mp3t99999.mp3");
-    ASSERT_GE(found, 0);
     EXPECT_LE(menu.mLastVisible - menu.mFirstVisible, menu.mVisibleRows - 1);
 }
-
-namespace {
-
-// Holds the loader inside file_handler at "gate.mp3" until the window thread is done.
-std::mutex sGateLock;
-std::condition_variable sGateSignal;
-bool sGateReached = false, sGateOpen = false;
-
-void gate(const char* name) {
-    if (strcmp(name, "gate.mp3") != 0)
-        return;
-    std::unique_lock<std::mutex> lock(sGateLock);
-    sGateReached = true;
-    sGateSignal.notify_all();
-    sGateSignal.wait(lock, [] { return sGateOpen; });
-}
-
-// Exposes the freeing of replaced rows that eventHandling does before each wait.
-class ProbeMenu : public FileBrowserMenu {
-public:
-    using FileBrowserMenu::FileBrowserMenu;
-    void reclaimNow() {
-        noteWindowThread();
-        syncItemVector();
-        reclaimRetired();
-    }
-};
-
-} // namespace
 
 // The user enters a folder while the loader still reads the start folder: the
 // loader's late rows must not replace the folder the user is in.
 TEST_F(BrowserTest, ALaterLoadWinsOverALoaderStillReading) {
     make({"gate.mp3", "other.mp3", "sub/", "sub/inside.mp3"});
     FileBrowserMenu menu(root.c_str(), nullptr, nullptr, nullptr, 6, 0);
-    sGateReached = sGateOpen = false;
+    sGate = 0;
     gHandlerHook = gate;
     std::thread loader([&] { menu.LoadDir(); });
-    {
-        std::unique_lock<std::mutex> lock(sGateLock);
-        sGateSignal.wait(lock, [] { return sGateReached; });
-    }
+    EXPECT_TRUE(waitUntil([] { return sGate == 1; }));
     menu.enterFolder(root + "/sub", std::string());
-    {
-        std::lock_guard<std::mutex> lock(sGateLock);
-        sGateOpen = true;
-    }
-    sGateSignal.notify_all();
+    sGate = 2;
     loader.join();
     gHandlerHook = nullptr;
     EXPECT_STREQ(menu.getCurrentDir(), (root + "/sub").c_str());

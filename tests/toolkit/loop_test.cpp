@@ -1,5 +1,6 @@
-// The window loop's results, the wait for input, the keyboard's keys, the shared key
-// table, gamepads through SDL's virtual joystick, and closing the desktop window.
+// The wait for input, the shared key table, and gamepads through SDL's virtual joystick.
+// The loop's results are exercised by every screen test that steps the real loop, and
+// closing the window by the lifecycle tests, which end the program with SIGTERM.
 #include "base/user_events.h"
 #include "screen_fixture.h"
 #include "shmvar.h"
@@ -9,29 +10,20 @@
 
 namespace {
 
-struct ScriptedWindow : ZelmorWindow {
-    ScriptedWindow(int kind, std::vector<int> results, int* counts)
-        : ZelmorWindow(8, kind), mResults(std::move(results)), mCounts(counts) {}
-    ~ScriptedWindow() override { ++mCounts[0]; }
-    int eventHandling() override { return mNext < mResults.size() ? mResults[mNext++] : 0; }
-    void refresh() override { ++mCounts[1]; }
-    std::vector<int> mResults;
-    size_t mNext = 0;
-    int* mCounts; // deleted, refreshed
-};
-
-SDL_Event keyEvent(SDL_Keycode key, Uint32 type = SDL_KEYDOWN) {
+void push(Uint32 type, SDL_Keycode key = 0, Sint32 code = 0) {
     SDL_Event event;
     SDL_zero(event);
     event.type = type;
-    event.key.keysym.sym = key;
-    return event;
+    if (type == SDL_USEREVENT)
+        event.user.code = code;
+    else
+        event.key.keysym.sym = key;
+    SDL_PushEvent(&event);
 }
 
 long elapsedMs(std::chrono::steady_clock::time_point start) {
-    return static_cast<long>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
-            .count());
+    auto elapsed = std::chrono::steady_clock::now() - start;
+    return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count());
 }
 
 // The next key that wait_event reports within the deadline, or kKeyNone.
@@ -46,82 +38,28 @@ int nextKey(int timeoutMs = 5000) {
 
 } // namespace
 
-TEST_F(ScreenTest, LoopResults) {
-    int counts[2] = {0, 0};
-    std::vector<int> results;
-    for (int key = 1; key <= 15; ++key)
-        results.push_back(key);
-    results.push_back(kWinResultPopup);
-    results.push_back(kWinResultClose);
-    std::vector<ZelmorWindow*> windows = {new ScriptedWindow(0, {}, counts),
-                                          new ScriptedWindow(1, results, counts)};
-    for (int key = 1; key <= 15; ++key) {
-        EXPECT_EQ(runWindowsStep(windows), key);
-        EXPECT_EQ(windows.size(), 2u) << "result " << key << " changes nothing";
-    }
-    // A popup queued during the step comes up on the popup result; when it closes it is
-    // deleted and the window under it refreshed.
-    add2PopupList(new ScriptedWindow(-1, {kWinResultClose}, counts));
-    EXPECT_EQ(runWindowsStep(windows), kWinResultPopup);
-    ASSERT_EQ(windows.size(), 3u);
-    EXPECT_EQ(windows.back()->mKind, -1);
-    EXPECT_EQ(runWindowsStep(windows), kWinResultClose);
-    EXPECT_EQ(std::vector<int>(counts, counts + 2), std::vector<int>({1, 1}));
-    EXPECT_EQ(runWindowsStep(windows), kWinResultClose);
-    EXPECT_EQ(windows.size(), 1u);
-    // Quit leaves the loop without closing (so without a refresh); the loop then deletes
-    // the windows left.
-    windows.push_back(new ScriptedWindow(1, {kWinResultQuit}, counts));
-    runWindows(windows);
-    EXPECT_TRUE(windows.empty());
-    EXPECT_EQ(std::vector<int>(counts, counts + 2), std::vector<int>({4, 2}));
-}
-
+// The keyboard aliases that no screen test presses are checked here on the way.
 TEST_F(ScreenTest, WaitEndsOnTickAndKeysAndOtherwiseKeepsTheFrameRate) {
     setZelmorWindowFps(1, 1);
     wait_event(nullptr); // start a frame
-    SDL_Event tick;
-    SDL_zero(tick);
-    tick.type = SDL_USEREVENT;
-    tick.user.code = USER_EVENT_STATUS_TICK;
-    SDL_PushEvent(&tick);
+    push(SDL_USEREVENT, 0, USER_EVENT_STATUS_TICK);
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(wait_event(nullptr), kKeyNone);
     EXPECT_LT(elapsedMs(start), 500) << "the status tick ends the wait of a one-second frame";
-    SDL_Event key = keyEvent(SDLK_RETURN), up = keyEvent(SDLK_RETURN, SDL_KEYUP);
-    SDL_PushEvent(&key);
-    EXPECT_EQ(wait_event(nullptr), kKeyPrimary);
-    SDL_PushEvent(&up);
+    for (auto [key, code] : {std::pair{SDLK_RETURN, kKeyPrimary},
+                             {SDLK_BACKSPACE, kKeySecondary},
+                             {SDLK_1, kKeyL2},
+                             {SDLK_y, kKeyY}}) {
+        push(SDL_KEYDOWN, key);
+        EXPECT_EQ(wait_event(nullptr), code) << SDL_GetKeyName(key);
+        push(SDL_KEYUP, key);
+    }
     setZelmorWindowFps(60, 60);
     wait_event(nullptr);
     start = std::chrono::steady_clock::now();
     for (int i = 0; i < 30; ++i)
         EXPECT_EQ(wait_event(nullptr), kKeyNone);
     EXPECT_GT(elapsedMs(start), 30 * 12) << "an idle loop waits for its frames";
-}
-
-TEST(KeyMapping, Keyboard) {
-    const std::pair<SDL_Keycode, int> keys[] = {{SDLK_UP, kKeyUp},
-                                                {SDLK_DOWN, kKeyDown},
-                                                {SDLK_LEFT, kKeyLeft},
-                                                {SDLK_RIGHT, kKeyRight},
-                                                {SDLK_RETURN, kKeyPrimary},
-                                                {SDLK_ESCAPE, kKeySecondary},
-                                                {SDLK_BACKSPACE, kKeySecondary},
-                                                {SDLK_x, kKeyX},
-                                                {SDLK_y, kKeyY},
-                                                {SDLK_SPACE, kKeyStart},
-                                                {SDLK_TAB, kKeySelect},
-                                                {SDLK_m, kKeyMenu},
-                                                {SDLK_q, kKeyL},
-                                                {SDLK_w, kKeyR},
-                                                {SDLK_1, kKeyL2},
-                                                {SDLK_2, kKeyR2},
-                                                {SDLK_z, kKeyNone}};
-    for (auto [key, code] : keys) {
-        EXPECT_EQ(zwKeyFromEvent(keyEvent(key)), code) << SDL_GetKeyName(key);
-        zwKeyFromEvent(keyEvent(key, SDL_KEYUP));
-    }
 }
 
 TEST(SharedKeys, AnotherProcessSetsTheSwapKey) {
@@ -212,24 +150,4 @@ TEST_F(GamepadTest, AnUnknownPadGivesKeysFromButtonsHatAndAxes) {
     // Unplugged while held: the direction does not repeat on.
     SDL_JoystickDetachVirtual(0);
     EXPECT_EQ(nextKey(1000), kKeyNone);
-}
-
-TEST_F(ScreenTest, ClosingTheDesktopWindowEndsTheLoop) {
-    static int keysSeen = 0;
-    struct Waiting : ZelmorWindow {
-        Waiting() : ZelmorWindow(8, 1) {}
-        int eventHandling() override {
-            int result = wait_event(nullptr);
-            keysSeen += result != kKeyNone;
-            return result;
-        }
-    };
-    std::vector<ZelmorWindow*> windows = {new Waiting};
-    SDL_Event quit;
-    SDL_zero(quit);
-    quit.type = SDL_QUIT;
-    SDL_PushEvent(&quit);
-    runWindows(windows); // returns, rather than waiting for ever
-    EXPECT_EQ(keysSeen, 0) << "the window saw no key: closing is not the back key";
-    EXPECT_TRUE(windows.empty());
 }

@@ -5,6 +5,8 @@
 #include "scratch_dir.h"
 #include "screen_fixture.h"
 
+#include <memory>
+
 namespace {
 
 struct CountingValue : ValueHandler {
@@ -26,31 +28,17 @@ int returnsPopup(void*) {
     return kWinResultPopup;
 }
 
-// A screen with the skin's background and bars, as the program's screens draw them
-// under their lists.
-struct BarScreen : ZelmorWindow {
-    explicit BarScreen(int title) : ZelmorWindow(title, 0) {}
-    void drawBars() {
+// A menu on the skin's background and bars, as the program's screens draw their lists.
+template <typename Menu> struct BarScreen : ZelmorWindow {
+    BarScreen(int title, Menu& menu) : ZelmorWindow(title, 0), mMenu(menu) {}
+    int draw() override {
         gBackground->blit(nullptr, nullptr, 1, nullptr);
         drawNavBar(0);
         drawStatBar(0);
-    }
-};
-
-struct ListScreen : BarScreen {
-    explicit ListScreen(const char* root)
-        : BarScreen(8), menu(root, nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0) {
-        SDL_Rect rect = {0, 80, 1280, 560};
-        menu.setRect(rect);
-        menu.LoadDir();
-        menu.restorePos(2, 0, 5);
-    }
-    int draw() override {
-        drawBars();
-        menu.draw();
+        mMenu.draw();
         return 0;
     }
-    FileBrowserMenu menu;
+    Menu& mMenu;
 };
 
 } // namespace
@@ -59,17 +47,27 @@ TEST_F(ScreenTest, MenuGalleryListPopupDialogAndSettings) {
     ASSERT_NE(gBackground, nullptr) << "skin/background.png";
     gDefaultStringList.resize(8);
     appendDefaultStrings();
+    std::vector<std::unique_ptr<ZelmorSurface>> images;
+    auto load = [&](const char* file) {
+        images.emplace_back(LoadZelmorSurface(gThemePath, "./", file));
+        return images.back().get();
+    };
     ScratchDir dir("gallery");
     for (const char* name : {"Albums", "Live Recordings"})
         makeDirs(dir.path() + "/" + name);
     for (int i = 1; i <= 14; ++i)
         writeFile(dir.path() + "/" + std::to_string(i) + " - Track number " + std::to_string(i) + ".mp3", "");
-    gTestAudioIcon = LoadZelmorSurface(gThemePath, "./", "skin/ic-video.png");
-    ListScreen list(dir.path().c_str());
+    gTestAudioIcon = load("skin/ic-video.png");
+    FileBrowserMenu files(dir.path().c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png",
+                          6, 0);
+    SDL_Rect listRect = {0, 80, 1280, 560};
+    files.setRect(listRect);
+    files.LoadDir();
+    files.restorePos(2, 0, 5);
     // The track that plays shows the playing icon, as the program's rows do.
-    ZelmorSurface* playing = LoadZelmorSurface(gThemePath, "./", "skin/ic-playing.png");
-    list.menu.getItemByIndex(2)->mIcon = playing;
-    EXPECT_EQ(list.menu.getListNum(), 16);
+    files.getItemByIndex(2)->mIcon = load("skin/ic-playing.png");
+    EXPECT_EQ(files.getListNum(), 16);
+    BarScreen<FileBrowserMenu> list(8, files);
     expectScreen({&list}, "menu_list");
 
     auto* rows = new TextMenu("skin/bg-menu-item.png", nullptr, 6, 0);
@@ -77,8 +75,8 @@ TEST_F(ScreenTest, MenuGalleryListPopupDialogAndSettings) {
         rows->insertItem(
             new TextMenuItem(getLangStr(id), nullptr, new GeneralAction(returnsPopup, nullptr), true));
     rows->mDisplayFlags[0] = rows->mDisplayFlags[1] = rows->mDisplayFlags[2] = 0;
-    SDL_Rect rect = {338, 208, 604, 304};
-    rows->updateRectAndNum(rect, 5);
+    SDL_Rect popupRect = {338, 208, 604, 304};
+    rows->updateRectAndNum(popupRect, 5);
     PopUpWindow popup(21, rows, "skin/bg-menu-06.png");
     popup.init();
     expectScreen({&list, &popup}, "menu_popup");
@@ -87,40 +85,21 @@ TEST_F(ScreenTest, MenuGalleryListPopupDialogAndSettings) {
     dialog.init();
     expectScreen({&list, &dialog}, "menu_dialog");
 
-    struct SettingsScreen : BarScreen {
-        SettingsScreen() : BarScreen(10) {
-            auto load = [this](const char* file) {
-                images.push_back(LoadZelmorSurface(gThemePath, "./", file));
-                return images.back();
-            };
-            ZelmorSurface *rowA = load("skin/bg-list-long-a.png"), *rowN = load("skin/bg-list-long-n.png");
-            menu.insertSettingItem(new SettingValueItem(
-                rowA, rowN, load("skin/ic-left-arrow-a.png"), load("skin/ic-left-arrow-n.png"),
-                load("skin/ic-right-arrow-a.png"), load("skin/ic-right-arrow-n.png"),
-                load("skin/bg-setting-textfield.png"), 28, nullptr, new CountingValue));
-            ZelmorSurface *on = load("skin/sw-on.png"), *off = load("skin/sw-off.png");
-            for (int id : {29, 30, 31})
-                menu.insertSettingItem(
-                    new SettingSwitchItem(rowA, rowN, on, off, id, new FlagSwitch(&flags[id - 29])));
-        }
-        ~SettingsScreen() override {
-            for (ZelmorSurface* image : images)
-                delete image;
-        }
-        int draw() override {
-            drawBars();
-            menu.draw();
-            return 0;
-        }
-        bool flags[3] = {true, false, true};
-        std::vector<ZelmorSurface*> images;
-        SettingMenu menu;
-    } settings;
+    SettingMenu settingMenu;
+    ZelmorSurface *rowA = load("skin/bg-list-long-a.png"), *rowN = load("skin/bg-list-long-n.png");
+    settingMenu.insertSettingItem(
+        new SettingValueItem(rowA, rowN, load("skin/ic-left-arrow-a.png"), load("skin/ic-left-arrow-n.png"),
+                             load("skin/ic-right-arrow-a.png"), load("skin/ic-right-arrow-n.png"),
+                             load("skin/bg-setting-textfield.png"), 28, nullptr, new CountingValue));
+    ZelmorSurface *on = load("skin/sw-on.png"), *off = load("skin/sw-off.png");
+    bool flags[3] = {true, false, true};
+    for (int id : {29, 30, 31})
+        settingMenu.insertSettingItem(
+            new SettingSwitchItem(rowA, rowN, on, off, id, new FlagSwitch(&flags[id - 29])));
+    BarScreen<SettingMenu> settings(10, settingMenu);
     expectScreen({&settings}, "menu_settings");
     EXPECT_NE(readTargetPixels(640, 80 + 44, 1, 1), readTargetPixels(640, 80 + 3 * 92 + 44, 1, 1))
         << "the row under the cursor looks different";
-    delete playing;
-    delete gTestAudioIcon;
     gTestAudioIcon = nullptr;
     gDefaultStringList.resize(8);
 }

@@ -1,5 +1,5 @@
-// The spectrum analysis: band mapping, the log step, the ladder and the boost, frames
-// driven by hand on a sample buffer, and the thread against a real tap file.
+// The spectrum analysis: the ladder and the boost, frames driven by hand on a sample
+// buffer (band mapping, the log step, silence), and the thread against a real tap file.
 #include "base/device_paths.h"
 #include "scratch_dir.h"
 #include "visualiser/spectrum.h"
@@ -57,65 +57,6 @@ protected:
     std::vector<int16_t> samples;
 };
 
-} // namespace
-
-TEST(SpectrumTables, LadderPeakFallAndBoost) {
-    std::string log = resetTables();
-    for (const char* line :
-         {"s_gforce_table[0]=0.002134\n", "s_gforce_table[30]=2.050343\n", "s_gforce_table[51]=5.769122\n"})
-        EXPECT_NE(log.find(line), std::string::npos) << line;
-    EXPECT_EQ(s_gforce_count, 52);
-    // Before the first frame the effects draw nothing left from an earlier start.
-    for (int b = 0; b < kSpectrumBands; ++b)
-        EXPECT_TRUE(s_fft_value[b] == kSpectrumFloor && s_fft_peak[b] == kSpectrumFloor) << b;
-    // A peak falls one rung of the ladder, never below its foot.
-    const double* t = s_gforce_table;
-    EXPECT_EQ(spectrumPeakFall(t[5]), t[4]);
-    EXPECT_EQ(spectrumPeakFall((t[5] + t[6]) / 2), t[5]);
-    EXPECT_EQ(spectrumPeakFall(100.0), t[51]);
-    EXPECT_EQ(spectrumPeakFall(t[1]), t[0]);
-    EXPECT_EQ(spectrumPeakFall(0.0), t[0]);
-    // {value, decayed peak, new peak}. Strict comparisons: 4.5 takes the lower row, a
-    // rise of exactly 1.5 the right column.
-    const double cases[][3] = {{5.0, 3.0, 6.0}, {5.0, 4.0, 5.3}, {3.0, 1.0, 3.7}, {3.0, 2.0, 3.0},
-                               {4.5, 2.0, 5.2}, {2.5, 1.0, 2.5}, {1.0, 3.0, 3.0}};
-    for (const auto& c : cases)
-        EXPECT_DOUBLE_EQ(spectrumNewPeak(c[0], c[1]), c[2]) << c[0] << " " << c[1];
-}
-
-TEST_F(SpectrumFrames, BinsReachTheirBandsAndSilenceStaysOnTheFloor) {
-    // Band b takes the bins above 24b Hz up to 24(b + 1) Hz, a bin being 23.4375 Hz;
-    // band 47 takes everything from 1128 Hz up.
-    const int cases[][2] = {{1, 0},   {40, 39}, {41, 40}, {42, 41},  {43, 41},
-                            {44, 42}, {48, 46}, {49, 47}, {700, 47}, {1023, 47}};
-    for (const auto& c : cases)
-        EXPECT_EQ(play(tone(c[0], 8000.0)), c[1]) << "bin " << c[0];
-    play(std::vector<int16_t>(kTapSamples, 10000));
-    for (int b = 0; b < kSpectrumBands; ++b)
-        EXPECT_LT(s_fft_value[b], 1e-6) << "a constant (bin 0) reaches band " << b;
-    play(std::vector<int16_t>(kTapSamples, 0));
-    do_fft();
-    for (int b = 0; b < kSpectrumBands; ++b)
-        EXPECT_TRUE(s_fft_value[b] == kSpectrumFloor && s_fft_peak[b] == s_gforce_table[0]) << b;
-}
-
-TEST_F(SpectrumFrames, LogStepAboveTwoAndThePeakOfASteadyTone) {
-    // Magnitude of a sine of amplitude A on one bin is A * 1024 / 32768.
-    play(tone(10, 62.0)); // magnitude ~1.94: kept as it is
-    EXPECT_NEAR(s_fft_value[9], 1.9375, 0.01);
-    play(tone(10, 67.2)); // magnitude 2.1: its logarithm
-    EXPECT_NEAR(s_fft_value[9], std::log(2.1), 0.01);
-
-    play(tone(43, 32767.0));
-    EXPECT_NEAR(s_fft_value[41], std::log(1024.0), 0.01);
-    EXPECT_NEAR(s_fft_peak[41], std::log(1024.0) + 1.0, 0.01);
-    // The first peak falls to the top rung; the rise is then below 1.5 with v > 4.5.
-    do_fft();
-    EXPECT_NEAR(s_fft_peak[41], std::log(1024.0) + 0.3, 0.01);
-}
-
-namespace {
-
 // A tap file of the given size; its samples a steady tone on bin 43 (band 41).
 void writeTap(size_t bytes) {
     makeDirs(MP_SERVICE_DIR);
@@ -140,6 +81,51 @@ std::string failedInit() {
 }
 
 } // namespace
+
+TEST(SpectrumTables, LadderPeakFallAndBoost) {
+    std::string log = resetTables();
+    for (const char* line :
+         {"s_gforce_table[0]=0.002134\n", "s_gforce_table[30]=2.050343\n", "s_gforce_table[51]=5.769122\n"})
+        EXPECT_NE(log.find(line), std::string::npos) << line;
+    EXPECT_EQ(s_gforce_count, 52);
+    // Before the first frame the effects draw nothing left from an earlier start.
+    for (int b = 0; b < kSpectrumBands; ++b)
+        EXPECT_TRUE(s_fft_value[b] == kSpectrumFloor && s_fft_peak[b] == kSpectrumFloor) << b;
+    // A peak falls one rung of the ladder, never below its foot.
+    const double* t = s_gforce_table;
+    for (auto [peak, fallen] :
+         {std::pair{t[5], t[4]}, {(t[5] + t[6]) / 2, t[5]}, {100.0, t[51]}, {t[1], t[0]}, {0.0, t[0]}})
+        EXPECT_EQ(spectrumPeakFall(peak), fallen) << peak;
+    // {value, decayed peak, new peak}. Strict comparisons: 4.5 takes the lower row, a
+    // rise of exactly 1.5 the right column.
+    const double cases[][3] = {{5.0, 3.0, 6.0}, {5.0, 4.0, 5.3}, {3.0, 1.0, 3.7}, {3.0, 2.0, 3.0},
+                               {4.5, 2.0, 5.2}, {2.5, 1.0, 2.5}, {1.0, 3.0, 3.0}};
+    for (const auto& c : cases)
+        EXPECT_DOUBLE_EQ(spectrumNewPeak(c[0], c[1]), c[2]) << c[0] << " " << c[1];
+}
+
+TEST_F(SpectrumFrames, BinsReachTheirBandsInTheirScaleAndSilenceStaysOnTheFloor) {
+    // Band b takes the bins above 24b Hz up to 24(b + 1) Hz, a bin being 23.4375 Hz;
+    // band 47 takes everything from 1128 Hz up.
+    const int cases[][2] = {{1, 0},   {40, 39}, {41, 40}, {42, 41},  {43, 41},
+                            {44, 42}, {48, 46}, {49, 47}, {700, 47}, {1023, 47}};
+    for (const auto& c : cases)
+        EXPECT_EQ(play(tone(c[0], 8000.0)), c[1]) << "bin " << c[0];
+    // A sine of amplitude A on one bin has magnitude A * 1024 / 32768: kept as it is up
+    // to 2, its logarithm above.
+    for (auto [amplitude, value] :
+         {std::pair{62.0, 1.9375}, {67.2, std::log(2.1)}, {32767.0, std::log(1024.0)}}) {
+        play(tone(10, amplitude));
+        EXPECT_NEAR(s_fft_value[9], value, 0.01) << amplitude;
+    }
+    play(std::vector<int16_t>(kTapSamples, 10000));
+    for (int b = 0; b < kSpectrumBands; ++b)
+        EXPECT_LT(s_fft_value[b], 1e-6) << "a constant (bin 0) reaches band " << b;
+    play(std::vector<int16_t>(kTapSamples, 0));
+    do_fft();
+    for (int b = 0; b < kSpectrumBands; ++b)
+        EXPECT_TRUE(s_fft_value[b] == kSpectrumFloor && s_fft_peak[b] == s_gforce_table[0]) << b;
+}
 
 TEST(SpectrumThread, TapMissingShortPresentAndTruncatedWhileRunning) {
     removeTree(MP_WAVE_TAP_FILE);
