@@ -111,12 +111,36 @@ TEST_F(BrowserTest, BackFromAStartOutsideTheRootLeadsIntoTheLibrary) {
 // The loader reads the folder twice while this thread (the window thread) draws, moves
 // and reads the rows on screen, as a user pressing keys while a folder loads would.
 // Where the loader puts the cursor afterwards is the library's rows test's affair.
+// The window thread's view of a list the loader fills: cursor, page and rows read
+// together under the list's lock, as the screens read them.
+class ViewProbe : public FileBrowserMenu {
+public:
+    using FileBrowserMenu::FileBrowserMenu;
+    // 0 when the cursor is on a row and every row of the page has its label.
+    int strayRows() {
+        pthread_mutex_lock(&mCursorLock);
+        int rows = getListNum(), stray = rows > 0 && (mSelected < 0 || mSelected >= rows);
+        for (int i = mFirstVisible; i <= mLastVisible; ++i) {
+            if (TextMenuItem* row = getItemByIndex(i))
+                stray += row->getLabel().empty();
+        }
+        pthread_mutex_unlock(&mCursorLock);
+        return stray;
+    }
+    TextMenuItem* selectedRow() {
+        pthread_mutex_lock(&mCursorLock);
+        TextMenuItem* row = getItemByIndex(mSelected);
+        pthread_mutex_unlock(&mCursorLock);
+        return row;
+    }
+};
+
 TEST_F(BrowserTest, LoaderThreadFillsAHugeFolderWhileTheWindowThreadWorks) {
     const int count = 100000;
     for (int i = 0; i < count; ++i)
         ASSERT_EQ(close(open((root + "/t" + std::to_string(i) + ".mp3").c_str(), O_CREAT | O_WRONLY, 0644)),
                   0);
-    FileBrowserMenu menu(root.c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0);
+    ViewProbe menu(root.c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0);
     menu.draw();
     std::atomic<bool> loaded{false};
     std::thread loader([&] {
@@ -126,23 +150,19 @@ TEST_F(BrowserTest, LoaderThreadFillsAHugeFolderWhileTheWindowThreadWorks) {
         loaded = true;
     });
     TextMenuItem* held = nullptr;
-    int steps = 0, strayCursors = 0;
+    int steps = 0, strayRows = 0;
     while (!loaded || steps++ < 50) {
         menu.draw();
         menu.moveForward();
         menu.pageDown();
-        held = menu.getItemByIndex(menu.mSelected) ? menu.getItemByIndex(menu.mSelected) : held;
+        if (TextMenuItem* row = menu.selectedRow())
+            held = row;
         ASSERT_TRUE(!held || !held->getLabel().empty()) << "a held row stays valid across reloads";
         menu.pageUp();
-        int rows = menu.getListNum(), selected = menu.mSelected;
-        strayCursors += rows > 0 && (selected < 0 || selected >= rows);
-        for (int i = menu.mFirstVisible; i <= menu.mLastVisible; ++i) {
-            if (TextMenuItem* row = menu.getItemByIndex(i))
-                strayCursors += row->getLabel().empty();
-        }
+        strayRows += menu.strayRows();
     }
     loader.join();
-    EXPECT_EQ(strayCursors, 0);
+    EXPECT_EQ(strayRows, 0);
     EXPECT_EQ(menu.mItemVector->size(), static_cast<size_t>(count));
     EXPECT_LE(menu.mLastVisible - menu.mFirstVisible, menu.mVisibleRows - 1);
 }
