@@ -66,10 +66,8 @@ protected:
         event.type = SDL_KEYDOWN;
         event.key.keysym.sym = key;
         SDL_PushEvent(&event);
-        EXPECT_TRUE(waitUntil([&] {
-            runWindowsStep(gUIWindows);
-            return SDL_PeepEvents(nullptr, 0, SDL_PEEKEVENT, SDL_KEYDOWN, SDL_KEYDOWN) == 0;
-        }));
+        auto taken = [] { return SDL_PeepEvents(nullptr, 0, SDL_PEEKEVENT, SDL_KEYDOWN, SDL_KEYDOWN) == 0; };
+        EXPECT_TRUE(stepUntil(taken));
         event.type = SDL_KEYUP;
         SDL_PushEvent(&event);
     }
