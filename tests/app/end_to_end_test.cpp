@@ -8,30 +8,23 @@
 #include "library/music_album_window.h"
 #include "playwindow/music_play_window.h"
 #include "scratch_dir.h"
-#include "screenshot.h"
+#include "screen_fixture.h"
 #include "service/transport_actions.h"
 #include "service_runner.h"
 #include "status/music_status.h"
 #include "wait_until.h"
-#include "zinternal.h"
-
-#include <SDL2/SDL_ttf.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
 
 namespace {
 
-class EndToEnd : public testing::Test {
+using Status = MusicPlayingStatus;
+
+class EndToEnd : public ScreenTest {
 protected:
     void SetUp() override {
-        setenv("SDL_VIDEODRIVER", "dummy", 0);
-        ASSERT_EQ(SDL_Init(SDL_INIT_VIDEO | SDL_INIT_TIMER), 0);
-        ASSERT_EQ(TTF_Init(), 0);
-        ASSERT_NE(ScreenInit(1280, 720, 32, 0), 0);
-        gThemePath = const_cast<char*>(MP_TEST_SOURCE_DIR "/");
-        init_shared_skin();
+        ScreenTest::SetUp();
         gDefaultStringList.resize(8);
         appendDefaultStrings();
         initLang();
@@ -59,11 +52,7 @@ protected:
         sMusicThreadRunning.store(false, std::memory_order_release);
         pthread_join(monitor, nullptr);
         stopMusicService(&service);
-        uninit_shared_skin();
-        gThemePath = nullptr;
-        ScreenUninit();
-        TTF_Quit();
-        SDL_Quit();
+        ScreenTest::TearDown();
     }
 
     MusicAlbumWindow* library() { return static_cast<MusicAlbumWindow*>(gUIWindows.front()); }
@@ -77,10 +66,8 @@ protected:
         event.type = SDL_KEYDOWN;
         event.key.keysym.sym = key;
         SDL_PushEvent(&event);
-        EXPECT_TRUE(waitUntil([&] {
-            runWindowsStep(gUIWindows);
-            return SDL_PeepEvents(nullptr, 0, SDL_PEEKEVENT, SDL_KEYDOWN, SDL_KEYDOWN) == 0;
-        }));
+        auto taken = [] { return SDL_PeepEvents(nullptr, 0, SDL_PEEKEVENT, SDL_KEYDOWN, SDL_KEYDOWN) == 0; };
+        EXPECT_TRUE(stepUntil(taken));
         event.type = SDL_KEYUP;
         SDL_PushEvent(&event);
     }
@@ -104,16 +91,12 @@ protected:
         }
         FAIL() << "no row " << label;
     }
-    struct Snapshot {
-        std::string filename, status, title;
-        int position;
-    };
-    Snapshot record() {
+    // A member of the status record, read under its lock.
+    template <typename T> static T record(T Status::*member) {
         pthread_mutex_lock(&sMusicPlayingStatusLock);
-        Snapshot copy = {sMusicPlayingStatus.filename, sMusicPlayingStatus.status, sMusicPlayingStatus.title,
-                         sMusicPlayingStatus.position};
+        T value = sMusicPlayingStatus.*member;
         pthread_mutex_unlock(&sMusicPlayingStatusLock);
-        return copy;
+        return value;
     }
     // Whether the title line of the now-playing screen holds text (bright pixels).
     bool titleDrawn() {
@@ -130,29 +113,19 @@ protected:
 TEST_F(EndToEnd, AToneChosenInTheLibraryPlaysWithItsTitleTimeAndSpectrum) {
     choose("Tones");
     choose("02 Tone 1007.8125 Hz.flac");
-    ASSERT_TRUE(stepUntil([&] { return playWindow() && record().title == "Tone 1007.8125 Hz"; }))
+    ASSERT_TRUE(stepUntil([&] { return playWindow() && record(&Status::title) == "Tone 1007.8125 Hz"; }))
         << serviceLog(service);
-    EXPECT_NE(record().filename.find("/Tones/02 Tone 1007.8125 Hz.flac"), std::string::npos);
     // The position moves on the screen, and band 41 (984 to 1008 Hz) stands highest.
-    int first = -1;
-    ASSERT_TRUE(stepUntil([&] {
-        if (first < 0 && playWindow()->mPosition > 0)
-            first = playWindow()->mPosition;
-        return first > 0 && playWindow()->mPosition > first;
-    }));
+    const int first = playWindow()->mPosition;
+    ASSERT_TRUE(stepUntil([&] { return playWindow()->mPosition > first; })) << "from " << first;
     ASSERT_TRUE(stepUntil([&] {
         const double* bands = playWindow()->mFftValue;
         return std::max_element(bands, bands + 48) - bands == 41 && bands[41] > 2.0;
-    })) << "the spectrum of the tap the service writes: " << [&] {
-        std::string text;
-        for (double v : playWindow()->mFftValue)
-            text += std::to_string(v) + " ";
-        return text + " ready " + std::to_string(playWindow()->mFftReady);
-    }();
+    })) << "band 41 of the service's tap at " << playWindow()->mFftValue[41];
     EXPECT_TRUE(titleDrawn());
 
     // Three presses forward: one seek, and the service reports the new position.
-    int before = record().position;
+    int before = record(&Status::position);
     for (int i = 0; i < 3; ++i)
         press(SDLK_RIGHT);
     EXPECT_TRUE(waitUntil([&] {
@@ -165,8 +138,9 @@ TEST_F(EndToEnd, ADoubleEncodedTitleIsShownRepaired) {
     choose("Encodings");
     choose("01 Double-encoded title.mp3");
     // The service writes the tag as it stands in the file; the player repairs it.
-    ASSERT_TRUE(stepUntil([&] { return playWindow() && record().title == "\xE9\x9F\xB3\xE4\xB9\x90\xE6\xB5\x8B\xE8\xAF\x95"; }))
-        << record().title;
+    const std::string repaired = "\xE9\x9F\xB3\xE4\xB9\x90\xE6\xB5\x8B\xE8\xAF\x95";
+    ASSERT_TRUE(stepUntil([&] { return playWindow() && record(&Status::title) == repaired; }))
+        << record(&Status::title);
     EXPECT_NE(readFile(MP_STATUS_FILE).find("\xC3\x92\xC3\xB4"), std::string::npos) << "the file holds the broken text";
     EXPECT_TRUE(titleDrawn());
 }
@@ -174,7 +148,7 @@ TEST_F(EndToEnd, ADoubleEncodedTitleIsShownRepaired) {
 TEST_F(EndToEnd, ThePlayerOutlivesItsServiceAndPicksUpItsReturn) {
     choose("Tones");
     choose("01 Tone 440 Hz.flac");
-    ASSERT_TRUE(stepUntil([&] { return playWindow() && record().status == "playing"; }));
+    ASSERT_TRUE(stepUntil([&] { return playWindow() && record(&Status::status) == "playing"; }));
     killMusicService(&service);
     // Keys reach nothing, frames go on, nothing ends.
     for (SDL_Keycode key : {SDLK_SPACE, SDLK_RIGHT, SDLK_x, SDLK_w, SDLK_UP})
@@ -185,6 +159,7 @@ TEST_F(EndToEnd, ThePlayerOutlivesItsServiceAndPicksUpItsReturn) {
 
     ASSERT_EQ(startMusicService(&service), 0) << serviceLog(service);
     choose("03 Tone 2000 Hz.mp3");
-    EXPECT_TRUE(stepUntil([&] { return record().title == "Tone 2000 Hz" && record().status == "playing"; }))
-        << "the next command after the restart works; " << serviceLog(service);
+    EXPECT_TRUE(stepUntil([&] {
+        return record(&Status::title) == "Tone 2000 Hz" && record(&Status::status) == "playing";
+    })) << "the next command after the restart works; " << serviceLog(service);
 }

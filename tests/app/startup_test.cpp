@@ -1,71 +1,49 @@
-// The command line and the single-file start, in process and through the real binary.
+// The command line with the single-file start, and the program's texts, in process.
+#include "app/globals.h"
+#include "app/language_table.h"
 #include "app/startup.h"
 #include "base/device_paths.h"
 #include "fake_service.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
-// What parseCommandLine printed.
-std::string parse(std::vector<std::string> args) {
+std::string request(const std::string& cmd, const std::string& path) {
+    return "{\n\t\"cmd\":\t\"" + cmd + "\",\n\t\"path\":\t\"" + path + "\"\n}";
+}
+
+// Parses the options, runs the single-file start and tells what it recorded.
+std::string start(std::vector<std::string> args) {
+    gUserFile.clear();
+    sLastPlayDir.clear();
+    sLastPlayPath.clear();
     std::vector<char*> argv;
     for (auto& arg : args)
         argv.push_back(&arg[0]);
     argv.push_back(nullptr);
-    testing::internal::CaptureStdout();
     parseCommandLine(static_cast<int>(args.size()), argv.data());
-    return testing::internal::GetCapturedStdout();
+    StartState state;
+    singleFileStart(&state);
+    return std::to_string(state.played) + "|" + state.currentPath + "|" + gUserPath + "|" + sLastPlayDir +
+           "|" + sLastPlayPath;
 }
-
-std::string request(const std::string& cmd, const std::string& path = "") {
-    return "{\n\t\"cmd\":\t\"" + cmd + (path.empty() ? "\"" : "\",\n\t\"path\":\t\"" + path + "\"") + "\n}";
-}
-
-class StartupTest : public testing::Test {
-protected:
-    void SetUp() override {
-        gUserFile.clear();
-        sLastPlayDir.clear();
-        sLastPlayPath.clear();
-    }
-    // Parses the options, runs the single-file start and tells what it recorded.
-    std::string start(std::vector<std::string> args) {
-        parse(args);
-        StartState state;
-        singleFileStart(&state);
-        return std::to_string(state.played) + "|" + state.currentPath + "|" + gUserPath + "|" + sLastPlayDir +
-               "|" + sLastPlayPath;
-    }
-    FakeService service;
-};
 
 } // namespace
 
-TEST_F(StartupTest, CommandLineOptionsAndTheirLines) {
+// An absolute file plays in its own folder, a bare name in the library: the last -d, past
+// options it does not know, or the default.
+TEST(Startup, SingleFilePlaysInItsDirectoryOrTheLibrary) {
+    FakeService service;
     gUserPath = "/stale";
-    EXPECT_EQ(parse({"player", "extra"}),
-              "usage: player [-d base-path] [-f single-file]\nargv single:extra\n");
-    EXPECT_EQ(gUserPath, MP_MUSIC_ROOT);
-    EXPECT_EQ(gUserFile, "");
-    parse({"player", "-d", "/media/one", "-x", "-d", "/media/two", "-f", "song.mp3", "operand"});
-    EXPECT_EQ(gUserPath, "/media/two");
-    EXPECT_EQ(gUserFile, "song.mp3");
-}
-
-TEST_F(StartupTest, SingleFilePlaysInItsDirectoryOrTheLibrary) {
-    EXPECT_EQ(start({"player", "-f", "/x/y/song.flac"}), "0||/x/y||") << "no service: nothing played";
+    EXPECT_EQ(start({"player", "-f", "song.flac"}), "0||" MP_MUSIC_ROOT "||") << "no service: nothing played";
     ASSERT_TRUE(service.start());
     EXPECT_EQ(start({"player", "-d", "/media/lib", "-f", "/x/y/song.flac"}),
               "1|/x/y/song.flac|/x/y|/x/y|/x/y/song.flac");
-    EXPECT_EQ(start({"player", "-d", "/media/lib", "-f", "song.flac"}),
+    EXPECT_EQ(start({"player", "-d", "/media/one", "-x", "-d", "/media/lib", "-f", "song.flac", "operand"}),
               "1|song.flac|/media/lib|/media/lib|song.flac");
     std::vector<std::string> bodies;
     for (const auto& frame : service.frames())
@@ -73,4 +51,19 @@ TEST_F(StartupTest, SingleFilePlaysInItsDirectoryOrTheLibrary) {
     EXPECT_EQ(bodies, (std::vector<std::string>{
                           request("set_play_dir", "/x/y"), request("play_file_in_dir", "/x/y/song.flac"),
                           request("set_play_dir", "/media/lib"), request("play_file_in_dir", "song.flac")}));
+}
+
+TEST(Startup, ProgramTextsFollowTheToolkitsAndTranslationsReplaceThem) {
+    gDefaultStringList.resize(8);
+    appendDefaultStrings();
+    InitKeyShm(&gShmInfo);
+    for (int language : {1, 0}) {
+        SetKeyShm(&gShmInfo, kShmKeyLanguage, language);
+        loadSystemState(&gShmInfo, nullptr);
+        initLang();
+        EXPECT_STREQ(getLangStr(8), language ? "\xE9\x9F\xB3\xE4\xB9\x90" : "Music");
+    }
+    EXPECT_STREQ(getLangStr(3), "Quitting...");
+    EXPECT_STREQ(getLangStr(32), "Stop And Quit Player");
+    gDefaultStringList.resize(8);
 }

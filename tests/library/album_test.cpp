@@ -32,82 +32,61 @@ protected:
 
 } // namespace
 
-TEST_F(AlbumTest, StartPausesOrResumesOnlyWhenThereIsATrack) {
-    const std::pair<std::string, std::string> statuses[] = {
-        {"", ""}, {track(3), "playing"}, {track(3), "paused"}, {track(3), ""}};
-    for (const auto& [path, state] : statuses) {
-        setStatus(path, state);
-        pressAndStep(SDLK_SPACE);
-    }
-    EXPECT_EQ(sent(), (std::vector<std::string>{"pause", "resume", "resume"}))
-        << "nothing plays: nothing to resume";
-    EXPECT_EQ(gUIWindows.size(), 1u);
-}
-
-TEST_F(AlbumTest, SelectOpensTheNowPlayingScreenOnlyOverALoneLibraryWithATrack) {
-    setStatus(track(1), "stopped");
-    pressAndStep(SDLK_TAB);
-    EXPECT_EQ(gUIWindows.size(), 1u) << "no screen for nothing playing";
-    for (const char* state : {"playing", "paused"}) {
-        setStatus(track(1), state);
-        pressAndStep(SDLK_TAB);
-        ASSERT_TRUE(playWindowOnTop()) << state;
-        EXPECT_TRUE(gNeedToRefreshIndex);
-        // A second SELECT from the library (as if it were on top) opens no second one.
-        press(SDLK_TAB);
-        EXPECT_EQ(album->eventHandling(), 0);
-        EXPECT_EQ(gUIWindows.size(), 2u);
-        closeTop();
-    }
-    // Back from the screen, the cursor is on the track the service has moved on to.
-    pressAndStep(SDLK_TAB);
-    setStatus(track(27), "playing");
-    pressAndStep(SDLK_ESCAPE);
-    ASSERT_EQ(gUIWindows.size(), 1u);
-    EXPECT_EQ(album->mMenu.mSelected, 27);
-    EXPECT_FALSE(gNeedToRefreshIndex);
-
-    gUIWindows.push_back(new MusicAlbumWindow(nullptr)); // two windows: the library is not alone
-    press(SDLK_TAB);
-    album->eventHandling();
-    EXPECT_EQ(gUIWindows.size(), 2u);
-    EXPECT_EQ(sent(), std::vector<std::string>(3, "get_current_list_type"));
-}
-
-// L and R leave the screen where it is; once the now-playing screen has gone, the list
-// shows the track that plays now.
-TEST_F(AlbumTest, PreviousAndNextRefocusTheListOnReturn) {
-    album->mMenu.restorePos(11, 10, 15);
-    pressAndStep(SDLK_w);
-    EXPECT_EQ(album->mMenu.mSelected, 11) << "the list does not move by itself";
-    EXPECT_TRUE(gNeedToRefreshIndex);
-    setStatus(track(25), "playing");
-    album->refresh();
-    EXPECT_EQ(view(), (std::vector<int>{25, 20, 25})) << "the track below the page becomes its last row";
-    EXPECT_FALSE(gNeedToRefreshIndex);
-    pressAndStep(SDLK_q);
-    EXPECT_TRUE(gNeedToRefreshIndex);
-    setStatus(track(3), "playing");
-    album->refresh();
-    EXPECT_EQ(view(), (std::vector<int>{3, 3, 8})) << "the track above the page becomes its first row";
-    EXPECT_EQ(sent(), (std::vector<std::string>{"next", "previous"}));
-}
-
-TEST_F(AlbumTest, RefreshMovesOnlyWhenTheTrackIsOutOfViewAndAlwaysClearsTheFlag) {
-    album->mMenu.restorePos(12, 10, 15);
-    setStatus(track(14), "playing");
-    album->refresh();
-    EXPECT_EQ(album->mMenu.mSelected, 12) << "nothing pending: nothing looked at";
-    // {current track, view before, view after}: on screen, elsewhere, and at the top
-    // with a short page at the end before.
+// START pauses or resumes only with a track; SELECT opens the now-playing screen only for
+// a playing or paused one (and a second SELECT from the library under it no second one);
+// L and R step and leave a refresh for the return. None of them moves the list.
+TEST_F(AlbumTest, KeysSendTheirCommandsAndOpenTheNowPlayingScreen) {
     const struct {
+        SDL_Keycode key;
+        std::string path, state;
+        std::vector<std::string> sent;
+        bool opens, pending;
+    } cases[] = {{SDLK_SPACE, "", "", {}, false, false},
+                 {SDLK_SPACE, track(3), "playing", {"pause"}, false, false},
+                 {SDLK_SPACE, track(3), "paused", {"resume"}, false, false},
+                 {SDLK_SPACE, track(3), "", {"resume"}, false, false},
+                 {SDLK_TAB, track(3), "stopped", {}, false, false},
+                 {SDLK_TAB, track(3), "playing", {"get_current_list_type"}, true, true},
+                 {SDLK_TAB, track(3), "paused", {"get_current_list_type"}, true, true},
+                 {SDLK_w, track(3), "playing", {"next"}, false, true},
+                 {SDLK_q, track(3), "playing", {"previous"}, false, true}};
+    album->mMenu.restorePos(11, 10, 15);
+    size_t earlier = 0;
+    for (const auto& c : cases) {
+        setStatus(c.path, c.state);
+        gNeedToRefreshIndex = false;
+        pressAndStep(c.key);
+        const std::string which = SDL_GetKeyName(c.key) + (" " + c.state);
+        EXPECT_EQ(gUIWindows.size(), c.opens ? 2u : 1u) << which;
+        if (c.opens) {
+            EXPECT_TRUE(playWindowOnTop());
+            EXPECT_EQ(pressOn(*album, SDLK_TAB), 0);
+            EXPECT_EQ(gUIWindows.size(), 2u) << which;
+            closeTop();
+        }
+        std::vector<std::string> words = sent();
+        EXPECT_EQ(std::vector<std::string>(words.begin() + earlier, words.end()), c.sent) << which;
+        earlier = words.size();
+        EXPECT_EQ(gNeedToRefreshIndex, c.pending) << which;
+        EXPECT_EQ(view(), (std::vector<int>{11, 10, 15})) << which;
+    }
+}
+
+// The refresh on return moves the list only when the track that plays is out of view,
+// and always clears the flag.
+TEST_F(AlbumTest, RefreshBringsTheTrackIntoViewOnReturn) {
+    const struct {
+        bool pending;
         std::string current;
         std::vector<int> before, after;
-    } cases[] = {{track(14), {12, 10, 15}, {12, 10, 15}},
-                 {library + "/elsewhere/t1.mp3", {12, 10, 15}, {12, 10, 15}},
-                 {track(0), {28, 24, 29}, {0, 0, 5}}};
+    } cases[] = {{false, track(0), {12, 10, 15}, {12, 10, 15}}, // nothing pending: nothing looked at
+                 {true, track(14), {12, 10, 15}, {12, 10, 15}}, // in view
+                 {true, library + "/elsewhere/t1.mp3", {12, 10, 15}, {12, 10, 15}},
+                 {true, track(25), {11, 10, 15}, {25, 20, 25}}, // below the page: its last row
+                 {true, track(3), {11, 10, 15}, {3, 3, 8}},     // above the page: its first row
+                 {true, track(0), {28, 24, 29}, {0, 0, 5}}};
     for (const auto& c : cases) {
-        gNeedToRefreshIndex = true;
+        gNeedToRefreshIndex = c.pending;
         setStatus(c.current, "playing");
         album->mMenu.restorePos(c.before[0], c.before[1], c.before[2]);
         album->refresh();
@@ -116,35 +95,24 @@ TEST_F(AlbumTest, RefreshMovesOnlyWhenTheTrackIsOutOfViewAndAlwaysClearsTheFlag)
     }
 }
 
-TEST_F(AlbumTest, MenuKeyOpensThePopupBoundToTheRowUnderTheCursor) {
+// The popup's Play/Pause row works on the row under the cursor when MENU was pressed:
+// another track plays from its folder, the current one pauses, a folder or no row at all
+// sends nothing.
+TEST_F(AlbumTest, MenuPlayPauseActsOnTheRowUnderTheCursor) {
+    makeEntries(library, {"sub/"});
+    album->mMenu.LoadDir(); // sub, t0, t1, ...
     album->mMenu.restorePos(4, 0, 5);
     pressAndStep(SDLK_m);
-    auto* popup = dynamic_cast<PopUpWindow*>(gUIWindows.back());
-    ASSERT_NE(popup, nullptr);
-    auto* playPause = static_cast<GeneralAction*>(popup->getMenu()->getItemByIndex(2)->getAction());
-    EXPECT_EQ(playPause->mCallback, play_pause_player);
-    EXPECT_EQ(playPause->mArg, album->mMenu.getItemByIndex(4));
-    // Play/Pause on a row of another track: that track plays, from its folder.
+    ASSERT_NE(dynamic_cast<PopUpWindow*>(gUIWindows.back()), nullptr);
     for (SDL_Keycode key : {SDLK_DOWN, SDLK_DOWN, SDLK_RETURN})
         pressAndStep(key);
     EXPECT_EQ(gUIWindows.size(), 1u) << "the row closes the popup";
-    EXPECT_EQ(sent(), (std::vector<std::string>{"set_play_dir", "play_file_in_dir"}));
-    EXPECT_EQ(sLastPlayDir, library);
-    EXPECT_NE(lastBody("play_file_in_dir").find("t4.mp3"), std::string::npos);
-}
-
-TEST_F(AlbumTest, PlayPauseRowOnTheCurrentTrackAFolderAndAnEmptyList) {
-    makeEntries(library, {"sub/"});
-    album->mMenu.LoadDir();
-    TextMenuItem* t1 = album->mMenu.getItemByIndex(2); // sub, t0, t1, ...
-    setStatus(track(1), "");
-    EXPECT_EQ(play_pause_player(t1), kWinResultClose);
-    setStatus(track(1), "playing");
-    EXPECT_EQ(play_pause_player(t1), kWinResultClose);
-    EXPECT_EQ(play_pause_player(album->mMenu.getItemByIndex(0)), kWinResultClose) << "a folder only logs";
-    EXPECT_EQ(play_pause_player(nullptr), kWinResultClose) << "an empty list gives no row";
-    EXPECT_EQ(sent(), (std::vector<std::string>{"resume", "pause"}));
-    EXPECT_TRUE(sLastPlayPath.empty()) << "the popup's row does not count as opening the track";
+    EXPECT_NE(lastBody("play_file_in_dir").find("t3.mp3"), std::string::npos);
+    setStatus(track(3), "playing");
+    EXPECT_EQ(play_pause_player(album->mMenu.getItemByIndex(4)), kWinResultClose);
+    EXPECT_EQ(play_pause_player(album->mMenu.getItemByIndex(0)), kWinResultClose);
+    EXPECT_EQ(play_pause_player(nullptr), kWinResultClose);
+    EXPECT_EQ(sent(), (std::vector<std::string>{"set_play_dir", "play_file_in_dir", "pause"}));
 }
 
 TEST_F(AlbumTest, BackAtTheRootAsksBeforeQuitting) {

@@ -44,18 +44,15 @@ TEST_F(FlowTest, BrowsePlayComeBackAndUseEveryPopupScreen) {
     // Into "Albums" (the first row), read on the loader thread.
     pressAndStep(SDLK_RETURN);
     ASSERT_TRUE(runUntil([&] { return album->mMenu.getListNum() == 11 && !album->mMenu.isLoading(); }));
-    EXPECT_STREQ(album->mMenu.getCurrentDir(), albums.c_str());
 
     // The second track plays and the now-playing screen opens.
     pressAndStep(SDLK_DOWN);
     pressAndStep(SDLK_RETURN);
-    const std::string track = albums + "/02 - Harbour Walk.mp3";
     ASSERT_EQ(gUIWindows.size(), 2u);
     EXPECT_EQ(gUIWindows.back()->mKind, 1);
     EXPECT_EQ(sentCommands(), (std::vector<std::string>{"set_play_dir", "play_file_in_dir"}));
-    setStatus(track, "playing");
+    setStatus(albums + "/02 - Harbour Walk.mp3", "playing", 0, 0, "", "The Quiet Harbour");
     pthread_mutex_lock(&sMusicPlayingStatusLock);
-    sMusicPlayingStatus.artist = "The Quiet Harbour";
     sMusicPlayingStatus.album = "Albums";
     sMusicPlayingStatus.year = "2021";
     pthread_mutex_unlock(&sMusicPlayingStatusLock);
@@ -65,8 +62,7 @@ TEST_F(FlowTest, BrowsePlayComeBackAndUseEveryPopupScreen) {
     album->mMenu.restorePos(10, 5, 10);
     pressAndStep(SDLK_ESCAPE);
     ASSERT_EQ(gUIWindows.size(), 1u);
-    auto* selected = static_cast<MusicTextMenuItem*>(album->mMenu.getItemByIndex(album->mMenu.mSelected));
-    EXPECT_EQ(selected->mItemPath, track);
+    EXPECT_EQ(album->mMenu.mSelected, 1);
     EXPECT_EQ(album->mMenu.mFirstVisible, 1);
     expectScreen(gUIWindows, "library_playing");
 
