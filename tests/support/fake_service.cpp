@@ -4,7 +4,6 @@
 #include "service/frame.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cjson/cJSON.h>
 #include <cstring>
 #include <poll.h>
@@ -61,12 +60,6 @@ std::vector<std::string> FakeService::commands() {
     return words;
 }
 
-bool FakeService::waitForFrames(size_t count, int timeoutMs) {
-    std::unique_lock<std::mutex> lock(mLock);
-    return mFrameArrived.wait_for(lock, std::chrono::milliseconds(timeoutMs),
-                                  [&] { return mFrames.size() >= count; });
-}
-
 void FakeService::serve() {
     for (int connections = 1; mRunning;) {
         struct pollfd pfd = {mListenFd, POLLIN, 0};
@@ -108,7 +101,6 @@ void FakeService::handle(int fd, int number) {
         reply = found != mScript.end() ? found->second : reply;
         mFrames.push_back(frame);
     }
-    mFrameArrived.notify_all();
     std::string out = reply.kind == ReplyKind::Json  ? expectedFrame(reply.body)
                       : reply.kind == ReplyKind::Raw ? reply.body
                                                      : "";
