@@ -3,7 +3,6 @@
 #include "base/fd_io.h"
 #include "service/frame.h"
 
-#include <algorithm>
 #include <cjson/cJSON.h>
 #include <cstring>
 #include <poll.h>
@@ -105,14 +104,11 @@ void FakeService::handle(int fd, int number) {
                       : reply.kind == ReplyKind::Raw ? reply.body
                                                      : "";
     if (reply.kind == ReplyKind::LengthAtLimit) {
-        // The header goes out first, as the client waits only for the first bytes; the
-        // body follows in pieces: "{", blanks, "}".
-        out = frameHeaderBytes(SERVICE_FRAME_MAGIC, SERVICE_REPLY_MAX) + "{";
+        // The header goes out before the body is made, as the client waits only briefly
+        // for the first bytes.
+        out = frameHeaderBytes(SERVICE_FRAME_MAGIC, SERVICE_REPLY_MAX);
         sendFully(fd, out.data(), out.size());
-        const std::string blanks(1 << 20, ' ');
-        for (int32_t left = SERVICE_REPLY_MAX - 2; left > 0; left -= static_cast<int32_t>(blanks.size()))
-            sendFully(fd, blanks.data(), std::min<size_t>(static_cast<size_t>(left), blanks.size()));
-        out = "}";
+        out = "{" + std::string(SERVICE_REPLY_MAX - 2, ' ') + "}";
     }
     sendFully(fd, out.data(), out.size());
     // Silent and the largest reply: wait until the client closes its end.
