@@ -70,10 +70,9 @@ TEST_F(GaplessTest, TracksCutFromOneSignalPlayBackAsThatSignalSampleForSample) {
 
     ASSERT_GT(setPlayDir(dir.c_str()), 0);
     ASSERT_GT(filepath_cmd("play_file_in_dir", (dir + "/01.wav").c_str()), 0);
-    ASSERT_TRUE(waitForStatus([&](const MusicPlayingStatus& s) { return s.filename == dir + "/03.wav"; },
-                              kWaitMs, &mRecord));
-    ASSERT_TRUE(
-        waitForStatus([](const MusicPlayingStatus& s) { return s.status == "stopped"; }, kWaitMs, &mRecord));
+    ASSERT_TRUE(waitForStatus(
+        [&](const MusicPlayingStatus& s) { return s.filename == dir + "/03.wav" && s.status == "stopped"; },
+        kWaitMs, &mRecord));
     // Ending the service writes out the last of the recording.
     int status = stopMusicService(&mService);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;

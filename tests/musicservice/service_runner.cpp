@@ -115,18 +115,14 @@ bool waitForStatus(const std::function<bool(const MusicPlayingStatus&)>& conditi
 }
 
 bool waitForStatusRewrites(int count, int timeoutMs) {
-    auto inode = [] {
-        struct stat info;
-        return stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
-    };
-    ino_t last = inode();
-    int seen = 0;
+    struct stat info;
+    ino_t last = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
     return waitUntil(
         [&] {
-            ino_t now = inode();
-            seen += now != last;
+            ino_t now = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
+            count -= now != last;
             last = now;
-            return seen >= count;
+            return count <= 0;
         },
         timeoutMs);
 }
