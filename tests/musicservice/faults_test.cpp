@@ -60,24 +60,23 @@ protected:
 } // namespace
 
 TEST_F(FaultTest, EveryKindOfBadFrameOrRequestIsDroppedAndChangesNothing) {
-    auto header = frameHeaderBytes;
-    auto frame = expectedFrame;
     const std::pair<std::string, const char*> cases[] = {
-        {header(0x12345678u, 19) + "{\"cmd\":\t\"pause\"}", "bad frame magic"},
-        {header(0xCBEDCDABu, 17) + "{\"cmd\":\"pause\"}", "bad frame magic"}, // byte-swapped
-        {header(SERVICE_FRAME_MAGIC, -5), "bad frame length -5"},
-        {header(SERVICE_FRAME_MAGIC, 0), "bad frame length 0"},
-        {header(SERVICE_FRAME_MAGIC, 0x7FFFFFFF) + "{\"cmd\":", "bad frame length 2147483647"},
-        {frame("{\"cmd\": pause"), "not a JSON object"},
-        {frame("[\"cmd\",\"pause\"]"), "not a JSON object"},
-        {frame("{\"command\":\"pause\"}"), "without a \"cmd\" string"},
-        {frame("{\"cmd\":7}"), "without a \"cmd\" string"},
-        {frame("{\"cmd\":\"self_destruct\"}"), "unknown command \"self_destruct\""},
-        {frame("{\"cmd\":\"seek\",\"ms\":null}"), "\"seek\" needs the number member \"ms\""},
-        {frame("{\"cmd\":\"set_play_mode\",\"mode\":\"1\"}"), "\"set_play_mode\" needs the number member"},
-        {frame("{\"cmd\":\"set_play_mode\",\"mode\":9}"), "no play mode 9"},
-        {frame("{\"cmd\":\"play_file_in_dir\",\"path\":[]}"), "needs the string member"},
-        {frame("{\"cmd\":\"set_play_dir\"}"), "\"set_play_dir\" needs the string member"},
+        {frameHeaderBytes(0x12345678u, 19) + "{\"cmd\":\t\"pause\"}", "bad frame magic"},
+        {frameHeaderBytes(0xCBEDCDABu, 17) + "{\"cmd\":\"pause\"}", "bad frame magic"}, // byte-swapped
+        {frameHeaderBytes(SERVICE_FRAME_MAGIC, -5), "bad frame length -5"},
+        {frameHeaderBytes(SERVICE_FRAME_MAGIC, 0), "bad frame length 0"},
+        {frameHeaderBytes(SERVICE_FRAME_MAGIC, 0x7FFFFFFF) + "{\"cmd\":", "bad frame length 2147483647"},
+        {expectedFrame("{\"cmd\": pause"), "not a JSON object"},
+        {expectedFrame("[\"cmd\",\"pause\"]"), "not a JSON object"},
+        {expectedFrame("{\"command\":\"pause\"}"), "without a \"cmd\" string"},
+        {expectedFrame("{\"cmd\":7}"), "without a \"cmd\" string"},
+        {expectedFrame("{\"cmd\":\"self_destruct\"}"), "unknown command \"self_destruct\""},
+        {expectedFrame("{\"cmd\":\"seek\",\"ms\":null}"), "\"seek\" needs the number member \"ms\""},
+        {expectedFrame("{\"cmd\":\"set_play_mode\",\"mode\":\"1\"}"),
+         "\"set_play_mode\" needs the number member"},
+        {expectedFrame("{\"cmd\":\"set_play_mode\",\"mode\":9}"), "no play mode 9"},
+        {expectedFrame("{\"cmd\":\"play_file_in_dir\",\"path\":[]}"), "needs the string member"},
+        {expectedFrame("{\"cmd\":\"set_play_dir\"}"), "\"set_play_dir\" needs the string member"},
     };
     for (const auto& [bytes, logged] : cases) {
         int fd = connectService();

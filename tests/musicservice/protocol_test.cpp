@@ -47,16 +47,13 @@ protected:
         ASSERT_GT(setPlayDir(path.substr(0, path.find_last_of('/')).c_str()), 0);
         after(filepath_cmd("play_file_in_dir", path.c_str()), path);
     }
-    void expectPlaying(const std::string& path) {
+    // The command was sent and that file plays.
+    void after(int sent, const std::string& path) {
+        ASSERT_GT(sent, 0);
         EXPECT_TRUE(wait([&](const MusicPlayingStatus& s) {
             return s.filename == path && s.status == "playing";
         })) << "wanted "
             << path << ", status shows " << mRecord.filename << " " << mRecord.status;
-    }
-    // The command was sent and that file plays.
-    void after(int sent, const std::string& path) {
-        ASSERT_GT(sent, 0);
-        expectPlaying(path);
     }
     bool wait(const std::function<bool(const MusicPlayingStatus&)>& condition) {
         return waitForStatus(condition, kWaitMs, &mRecord);
