@@ -46,18 +46,6 @@ protected:
         if (HasFailure())
             std::cerr << serviceLog(mService);
     }
-    // Ends the service, which writes out the last of the recording, and reads it.
-    std::vector<int16_t> finishRecording() {
-        int status = stopMusicService(&mService);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-        EXPECT_EQ(serviceLog(mService).find("were lost"), std::string::npos)
-            << "the recording dropped frames";
-        std::string bytes = readFile(mRecording);
-        std::vector<int16_t> samples(bytes.size() / 2);
-        memcpy(samples.data(), bytes.data(), samples.size() * 2);
-        return samples;
-    }
-
     ScratchDir mScratch{"gapless"};
     std::string mRecording;
     ServiceProcess mService;
@@ -82,11 +70,16 @@ TEST_F(GaplessTest, TracksCutFromOneSignalPlayBackAsThatSignalSampleForSample) {
 
     ASSERT_GT(setPlayDir(dir.c_str()), 0);
     ASSERT_GT(filepath_cmd("play_file_in_dir", (dir + "/01.wav").c_str()), 0);
-    ASSERT_TRUE(waitForStatus([&](const MusicPlayingStatus& s) { return s.filename == dir + "/03.wav"; },
-                              kWaitMs, &mRecord));
-    ASSERT_TRUE(
-        waitForStatus([](const MusicPlayingStatus& s) { return s.status == "stopped"; }, kWaitMs, &mRecord));
-    std::vector<int16_t> heard = finishRecording();
+    ASSERT_TRUE(waitForStatus(
+        [&](const MusicPlayingStatus& s) { return s.filename == dir + "/03.wav" && s.status == "stopped"; },
+        kWaitMs, &mRecord));
+    // Ending the service writes out the last of the recording.
+    int status = stopMusicService(&mService);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_EQ(serviceLog(mService).find("were lost"), std::string::npos) << "the recording dropped frames";
+    std::string bytes = readFile(mRecording);
+    std::vector<int16_t> heard(bytes.size() / 2);
+    memcpy(heard.data(), bytes.data(), heard.size() * 2);
 
     // Find where the signal begins (after any silence before the first buffer).
     size_t start = 0;

@@ -19,16 +19,6 @@
 
 namespace {
 
-// waitpid with a deadline: the status, or -1 when the process is still running.
-int waitExit(ServiceProcess* service, int timeoutMs) {
-    int status = -1;
-    if (service->pid <= 0 ||
-        !waitUntil([&] { return waitpid(service->pid, &status, WNOHANG) == service->pid; }, timeoutMs))
-        return -1;
-    service->pid = -1;
-    return status;
-}
-
 std::string fileText(const std::string& path) {
     std::stringstream buffer;
     buffer << std::ifstream(path, std::ios::binary).rdbuf();
@@ -65,23 +55,21 @@ int spawnMusicService(ServiceProcess* service, const std::vector<std::string>& a
 }
 
 int waitMusicServiceExit(ServiceProcess* service, int timeoutMs) {
-    return waitExit(service, timeoutMs);
+    int status = -1;
+    if (service->pid <= 0 ||
+        !waitUntil([&] { return waitpid(service->pid, &status, WNOHANG) == service->pid; }, timeoutMs))
+        return -1;
+    service->pid = -1;
+    return status;
 }
 
 int startMusicService(ServiceProcess* service, const std::vector<std::string>& args, int timeoutMs) {
     if (spawnMusicService(service, args) < 0)
         return -1;
-    int status = 0;
-    bool exited = false;
-    if (waitUntil(
-            [&] {
-                return (exited = waitpid(service->pid, &status, WNOHANG) == service->pid) || serviceAnswers();
-            },
-            timeoutMs) &&
-        !exited)
+    // Until the socket answers a query, or the process has ended.
+    if (waitUntil([&] { return getPlayMode() >= 0 || waitMusicServiceExit(service, 0) >= 0; }, timeoutMs) &&
+        service->pid > 0)
         return 0;
-    if (exited)
-        service->pid = -1;
     killMusicService(service);
     return -1;
 }
@@ -90,10 +78,10 @@ int stopMusicService(ServiceProcess* service, int timeoutMs) {
     if (service->pid <= 0)
         return -1;
     kill(service->pid, SIGTERM);
-    int status = waitExit(service, timeoutMs);
+    int status = waitMusicServiceExit(service, timeoutMs);
     if (status < 0) {
         kill(service->pid, SIGKILL);
-        status = waitExit(service, timeoutMs);
+        status = waitMusicServiceExit(service, timeoutMs);
     }
     service->pid = -1;
     return status;
@@ -102,16 +90,12 @@ int stopMusicService(ServiceProcess* service, int timeoutMs) {
 void killMusicService(ServiceProcess* service) {
     if (service->pid > 0)
         kill(service->pid, SIGKILL);
-    waitExit(service, 15000);
+    waitMusicServiceExit(service, 15000);
     service->pid = -1;
 }
 
 std::string serviceLog(const ServiceProcess& service) {
     return fileText(service.logPath);
-}
-
-bool serviceAnswers() {
-    return getPlayMode() >= 0;
 }
 
 bool readStatusRecord(MusicPlayingStatus* record) {
@@ -131,18 +115,14 @@ bool waitForStatus(const std::function<bool(const MusicPlayingStatus&)>& conditi
 }
 
 bool waitForStatusRewrites(int count, int timeoutMs) {
-    auto inode = [] {
-        struct stat info;
-        return stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
-    };
-    ino_t last = inode();
-    int seen = 0;
+    struct stat info;
+    ino_t last = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
     return waitUntil(
         [&] {
-            ino_t now = inode();
-            seen += now != last;
+            ino_t now = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
+            count -= now != last;
             last = now;
-            return seen >= count;
+            return count <= 0;
         },
         timeoutMs);
 }

@@ -38,8 +38,6 @@ void killMusicService(ServiceProcess* service);
 
 // The service's log so far.
 std::string serviceLog(const ServiceProcess& service);
-// True when a query over the socket gets its answer.
-bool serviceAnswers();
 
 // One read of the status file and the metadata dump into a record, the way the front
 // end's monitor stores them (tags merged and repaired). false when the status file is

@@ -1,15 +1,20 @@
-// The frame on the wire and the reply reader's handling of every kind of bad reply,
-// against the service double on the real abstract socket.
+// The client's side of the protocol against the service double on the real abstract
+// socket: the frames it sends, how it treats every kind of bad reply, what the query
+// wrappers make of an answer, and set_play_dir waiting for a service that scans slowly.
+#include "base/fd_io.h"
 #include "fake_service.h"
 #include "service/commands.h"
 #include "service/frame.h"
 #include "service/wire.h"
+#include "wait_until.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -27,51 +32,8 @@ protected:
         free(text);
         return result;
     }
-    std::string setPlayDirLog(const std::string& raw) {
-        service.script("set_play_dir", Reply{ReplyKind::Raw, raw});
-        testing::internal::CaptureStderr();
-        EXPECT_GT(setPlayDir("/x"), 0);
-        return testing::internal::GetCapturedStderr();
-    }
     FakeService service;
 };
-
-} // namespace
-
-TEST(AbstractAddress, FifteenBytesWithALeadingZero) {
-    struct sockaddr_un address;
-    memset(&address, 0x55, sizeof(address));
-    EXPECT_EQ(abstractAddress("musicservice", &address), 15u);
-    EXPECT_EQ(address.sun_family, AF_UNIX);
-    EXPECT_EQ(std::string(address.sun_path, 13), std::string("\0musicservice", 13));
-    EXPECT_EQ(std::string(address.sun_path + 13, sizeof(address.sun_path) - 13),
-              std::string(sizeof(address.sun_path) - 13, '\0'));
-}
-
-TEST_F(WireTest, FramesAreByteExactOnAConnectionEach) {
-    pause();
-    filepath_cmd("play_file_in_dir", "/m/\"q\" \xc3\xa9t\xc3\xa9.flac");
-    seek_cmd(83 * 1000);
-    setvolume(30);
-    setPlayMode(PlayModeSingleCycle);
-    ASSERT_TRUE(service.waitForFrames(5, 2000));
-    auto frames = service.frames();
-    EXPECT_EQ(frames[0].magic, 0xABCDEDCBu);
-    EXPECT_EQ(frames[0].length, 19);
-    // Quotes are escaped by the JSON printer and the length counts the escaped text;
-    // bytes above 0x7F pass unchanged.
-    const std::string bodies[] = {
-        "{\n\t\"cmd\":\t\"pause\"\n}",
-        "{\n\t\"cmd\":\t\"play_file_in_dir\",\n\t\"path\":\t\"/m/\\\"q\\\" \xc3\xa9t\xc3\xa9.flac\"\n}",
-        "{\n\t\"cmd\":\t\"seek\",\n\t\"ms\":\t83000\n}",
-        "{\n\t\"cmd\":\t\"set_volume\",\n\t\"volume\":\t30\n}",
-        "{\n\t\"cmd\":\t\"set_play_mode\",\n\t\"mode\":\t2\n}"};
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(frames[i].body, bodies[i]);
-        EXPECT_EQ(frames[i].length, static_cast<int32_t>(bodies[i].size()));
-        EXPECT_EQ(frames[i].connection, i + 1);
-    }
-}
 
 // Bad replies as raw bytes: a wrong magic with its body, a length past 50 MiB, a
 // negative one, half a header, a body cut short.
@@ -80,6 +42,43 @@ const Reply kWrongMagic = {ReplyKind::Raw, frameHeaderBytes(0x12345678u, 7) + "g
             kNegative = {ReplyKind::Raw, frameHeaderBytes(SERVICE_FRAME_MAGIC, -5)},
             kFourBytes = {ReplyKind::Raw, frameHeaderBytes(SERVICE_FRAME_MAGIC, 0).substr(0, 4)},
             kCutShort = {ReplyKind::Raw, frameHeaderBytes(SERVICE_FRAME_MAGIC, 20) + "{\"listtype"};
+
+} // namespace
+
+TEST(AbstractAddress, FifteenBytesWithALeadingZero) {
+    struct sockaddr_un address;
+    memset(&address, 0x55, sizeof(address));
+    EXPECT_EQ(abstractAddress("musicservice", &address), 15u);
+    EXPECT_EQ(address.sun_family, AF_UNIX);
+    EXPECT_EQ(std::string(address.sun_path, sizeof(address.sun_path)),
+              std::string("\0musicservice", 13) + std::string(sizeof(address.sun_path) - 13, '\0'));
+}
+
+TEST_F(WireTest, FramesAreByteExactOnAConnectionEach) {
+    pause();
+    filepath_cmd("play_file_in_dir", "/m/\"q\" \xc3\xa9t\xc3\xa9.flac");
+    seek_cmd(83 * 1000);
+    setvolume(30);
+    setPlayMode(PlayModeSingleCycle);
+    EXPECT_EQ(setPlayDir("/mnt/a"), 53) << "the size of its frame";
+    ASSERT_TRUE(waitUntil([&] { return service.frames().size() >= 6; }));
+    auto frames = service.frames();
+    // Quotes are escaped by the JSON printer and the length counts the escaped text;
+    // bytes above 0x7F pass unchanged.
+    const std::string bodies[] = {
+        "{\n\t\"cmd\":\t\"pause\"\n}",
+        "{\n\t\"cmd\":\t\"play_file_in_dir\",\n\t\"path\":\t\"/m/\\\"q\\\" \xc3\xa9t\xc3\xa9.flac\"\n}",
+        "{\n\t\"cmd\":\t\"seek\",\n\t\"ms\":\t83000\n}",
+        "{\n\t\"cmd\":\t\"set_volume\",\n\t\"volume\":\t30\n}",
+        "{\n\t\"cmd\":\t\"set_play_mode\",\n\t\"mode\":\t2\n}",
+        "{\n\t\"cmd\":\t\"set_play_dir\",\n\t\"path\":\t\"/mnt/a\"\n}"};
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_EQ(frames[i].magic, 0xABCDEDCBu);
+        EXPECT_EQ(frames[i].body, bodies[i]);
+        EXPECT_EQ(frames[i].length, static_cast<int32_t>(bodies[i].size()));
+        EXPECT_EQ(frames[i].connection, i + 1);
+    }
+}
 
 TEST_F(WireTest, RepliesGoodAndBadWithTheirLogLines) {
     const std::pair<Reply, std::string> cases[] = {
@@ -97,7 +96,7 @@ TEST_F(WireTest, RepliesGoodAndBadWithTheirLogLines) {
     auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_GE(waited, std::chrono::milliseconds(450)) << "the reply wait is 500 ms";
     EXPECT_LT(waited, std::chrono::milliseconds(3000)) << "not the longer stall guard";
-
+    // The largest body accepted, exactly 50 MiB.
     service.script("get_play_mode", Reply{ReplyKind::LengthAtLimit, ""});
     char* largest = wr_cmd2("get_play_mode");
     ASSERT_NE(largest, nullptr);
@@ -117,27 +116,51 @@ TEST_F(WireTest, ServiceClosingAtOnceGivesNullWithoutLogOrSignal) {
     EXPECT_TRUE(log.empty() || log.find("wr_cmd: write cmd failed\n") != std::string::npos) << log;
 }
 
-TEST_F(WireTest, SetPlayDirReturnsItsFrameSizeWhateverTheAnswer) {
-    std::string body = "{\n\t\"cmd\":\t\"set_play_dir\",\n\t\"path\":\t\"/mnt/a\"\n}";
-    for (const Reply& reply : {Reply{}, Reply{ReplyKind::Json, "{\"result\": 0}"}, kWrongMagic, kNegative,
-                               kFourBytes, kCutShort}) {
-        service.script("set_play_dir", reply);
-        EXPECT_EQ(setPlayDir("/mnt/a"), static_cast<int>(body.size()) + 8) << reply.body;
+TEST_F(WireTest, QueriesReadTheirNumberMemberAndFavouritesTheirStringPaths) {
+    std::string modes;
+    for (const char* reply :
+         {"{\"mode\": 2, \"other\": \"x\"}", "{\"mode\": \"2\"}", "{\"listtype\": 1}", "x {"}) {
+        service.script("get_play_mode", Reply{ReplyKind::Json, reply});
+        modes += std::to_string(getPlayMode()) + " ";
     }
-    EXPECT_EQ(service.frames().back().body, body);
-    // The first read swallows 128 bytes; a header behind them is checked and reported.
-    std::string first = expectedFrame(std::string(120, ' '));
-    EXPECT_EQ(setPlayDirLog(first + expectedFrame("{\"a\":1}")), "readbuffer: len 7 > 0\n");
-    EXPECT_EQ(setPlayDirLog(first + std::string("\x01\x02\x03\x04\x05\x00\x00\x00tail", 12)),
-              "readbuffer: magic 4030201 != abcdedcb\nreadbuffer: dump tail\n");
+    EXPECT_EQ(modes, "2 -1 -1 -1 ");
+    service.script("get_current_list_type", Reply{ReplyKind::Json, "{\"listtype\": 4}"});
+    EXPECT_EQ(getCurrentListType(), 4);
+    // Elements without a string path are skipped; a reply that is no JSON leaves the
+    // list alone, one without "list" empties it.
+    std::string lists;
+    for (const char* reply :
+         {"{\"list\": [{\"path\": \"/a\"}, {\"name\": \"x\"}, {\"path\": 3}, 7, {\"path\": \"/b\"}]}",
+          "{broken", "{\"other\": []}"}) {
+        service.script("get_favorite_list", Reply{ReplyKind::Json, reply});
+        fetchFavoriteList();
+        for (const std::string& path : sFavoritePathList)
+            lists += path + " ";
+        lists += "| ";
+    }
+    EXPECT_EQ(lists, "/a /b | /a /b | | ");
 }
 
-TEST(WireNoService, EveryWrapperFailsQuietly) {
-    testing::internal::CaptureStderr();
-    for (int result : {setPlayMode(PlayModeRandom), setvolume(50), noarg_cmd("next"),
-                       filepath_cmd("play_file_in_dir", "/a.mp3"), pause(), seek_cmd(1000), setPlayDir("/a"),
-                       getCurrentListType(), getPlayMode()})
-        EXPECT_EQ(result, -1);
-    EXPECT_EQ(wr_cmd2("get_play_mode"), nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+// set_play_dir is answered once the service has read the folder, which on a large card
+// folder takes seconds: the client waits for that answer, so that the play_file_in_dir
+// behind it cannot overtake it.
+TEST(PlayDir, TheClientWaitsForAServiceThatScansSlowly) {
+    int listener = abstractListen("musicservice", 4);
+    ASSERT_GE(listener, 0) << "the socket name is taken: run the tests in a network namespace";
+    const auto scan = std::chrono::milliseconds(6500); // longer than the old 5 s give-up
+    std::thread slowService([&] {
+        int fd = accept(listener, nullptr, nullptr);
+        char request[256];
+        waitReadable(fd, 5000);
+        (void)!read(fd, request, sizeof(request));
+        std::this_thread::sleep_for(scan); // the service reading a huge folder
+        const std::string reply = expectedFrame("{}");
+        sendFully(fd, reply.data(), reply.size());
+        close(fd);
+    });
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_GT(setPlayDir("/music/huge"), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, scan) << "it returned before the service answered";
+    slowService.join();
+    close(listener);
 }

@@ -3,8 +3,6 @@
 #include "base/fd_io.h"
 #include "service/frame.h"
 
-#include <algorithm>
-#include <chrono>
 #include <cjson/cJSON.h>
 #include <cstring>
 #include <poll.h>
@@ -61,12 +59,6 @@ std::vector<std::string> FakeService::commands() {
     return words;
 }
 
-bool FakeService::waitForFrames(size_t count, int timeoutMs) {
-    std::unique_lock<std::mutex> lock(mLock);
-    return mFrameArrived.wait_for(lock, std::chrono::milliseconds(timeoutMs),
-                                  [&] { return mFrames.size() >= count; });
-}
-
 void FakeService::serve() {
     for (int connections = 1; mRunning;) {
         struct pollfd pfd = {mListenFd, POLLIN, 0};
@@ -108,19 +100,15 @@ void FakeService::handle(int fd, int number) {
         reply = found != mScript.end() ? found->second : reply;
         mFrames.push_back(frame);
     }
-    mFrameArrived.notify_all();
     std::string out = reply.kind == ReplyKind::Json  ? expectedFrame(reply.body)
                       : reply.kind == ReplyKind::Raw ? reply.body
                                                      : "";
     if (reply.kind == ReplyKind::LengthAtLimit) {
-        // The header goes out first, as the client waits only for the first bytes; the
-        // body follows in pieces: "{", blanks, "}".
-        out = frameHeaderBytes(SERVICE_FRAME_MAGIC, SERVICE_REPLY_MAX) + "{";
+        // The header goes out before the body is made, as the client waits only briefly
+        // for the first bytes.
+        out = frameHeaderBytes(SERVICE_FRAME_MAGIC, SERVICE_REPLY_MAX);
         sendFully(fd, out.data(), out.size());
-        const std::string blanks(1 << 20, ' ');
-        for (int32_t left = SERVICE_REPLY_MAX - 2; left > 0; left -= static_cast<int32_t>(blanks.size()))
-            sendFully(fd, blanks.data(), std::min<size_t>(static_cast<size_t>(left), blanks.size()));
-        out = "}";
+        out = "{" + std::string(SERVICE_REPLY_MAX - 2, ' ') + "}";
     }
     sendFully(fd, out.data(), out.size());
     // Silent and the largest reply: wait until the client closes its end.

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -47,8 +46,6 @@ public:
 
     std::vector<RecordedFrame> frames();
     std::vector<std::string> commands();
-    // Waits until at least count frames arrived; false on time-out.
-    bool waitForFrames(size_t count, int timeoutMs);
 
 private:
     void serve();
@@ -58,7 +55,6 @@ private:
     std::atomic<bool> mRunning{false};
     std::thread mThread;
     std::mutex mLock;
-    std::condition_variable mFrameArrived;
     std::map<std::string, Reply> mScript;
     ReplyKind mOnAccept = ReplyKind::None;
     std::vector<RecordedFrame> mFrames;
