@@ -93,6 +93,21 @@ TEST_F(ProtocolTest, PlayingAFileReportsItsTagsDumpCoverAndListType) {
     EXPECT_EQ(static_cast<unsigned char>(cover[18]) << 8 | static_cast<unsigned char>(cover[19]), 500);
     playInDir(demo("Chords/03 G major.wav"));
     EXPECT_NE(access(MP_MUSIC_COVER_FILE, F_OK), 0) << "a track without a picture removes the cover";
+    // The queries are answered with one frame and the connection ends right behind it,
+    // so that no client sits out its time-out (set_play_dir's is half a second).
+    for (const char* word : {"set_play_dir", "get_current_list_type", "get_play_mode", "get_favorite_list"}) {
+        int fd = connectService();
+        ASSERT_GE(fd, 0);
+        ASSERT_GT(word[0] == 's' ? send_request_string(fd, word, "path", demo("Tones").c_str())
+                                 : send_request(fd, word),
+                  0);
+        int copy = dup(fd);
+        char* reply = read_reply(fd); // closes fd
+        EXPECT_NE(reply, nullptr) << word;
+        free(reply);
+        EXPECT_TRUE(closedByService(copy, kWaitMs)) << word;
+        close(copy);
+    }
 }
 
 TEST_F(ProtocolTest, PauseFreezesThePositionResumeGoesOnStopEnds) {
