@@ -40,6 +40,3 @@
 // The system's shared key table, and the file naming the selected theme's directory.
 #define MP_SHM_FILE MP_DEVICE_ROOT "/tmp/zelmor_shm"
 #define MP_THEME_FILE MP_DEVICE_ROOT "/mnt/UDISK/theme"
-
-// The service's socket name lies in the abstract name space and takes no prefix.
-#define MP_SERVICE_SOCKET_NAME "musicservice"

@@ -10,5 +10,7 @@ function(mp_library name)
     target_link_libraries(${name} PUBLIC ${L_DEPS})
     add_executable(layercheck_${name} ${CMAKE_SOURCE_DIR}/cmake/layercheck_main.cpp)
     target_link_libraries(layercheck_${name} PRIVATE "$<LINK_LIBRARY:WHOLE_ARCHIVE,${name}>" zcommon)
+    # Only the declarations of the toolkit names it stands in for.
+    target_include_directories(layercheck_${name} PRIVATE ${CMAKE_SOURCE_DIR}/toolkit/window)
     set_target_properties(layercheck_${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/layercheck)
 endfunction()

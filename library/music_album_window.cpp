@@ -1,11 +1,13 @@
 #include "library/music_album_window.h"
 
-#include "app/globals.h"
+#include "app/shared/screen_state.h"
 #include "base/device_paths.h"
-#include "playwindow/music_play_window.h"
+#include "playwindow/screen/music_play_window.h"
 #include "popups/popup_menu.h"
-#include "service/commands.h"
-#include "service/transport_actions.h"
+#include "service/actions/quit_action.h"
+#include "service/actions/transport_rows.h"
+#include "service/client/commands.h"
+#include "service/file_actions/library_refresh.h"
 #include "status/music_status.h"
 #include "zcommon.h"
 
@@ -101,9 +103,8 @@ int MusicAlbumWindow::draw() {
 void MusicAlbumWindow::refresh() {
     if (!gNeedToRefreshIndex)
         return;
-    pthread_mutex_lock(&sMusicPlayingStatusLock);
-    std::string filename = sMusicPlayingStatus.filename;
-    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+    std::string filename;
+    readMusicStatus([&](const MusicPlayingStatus& record) { filename = record.filename; });
 
     int first = 0, last = -1;
     mMenu.visibleRange(&first, &last);
@@ -145,20 +146,20 @@ int MusicAlbumWindow::eventHandling() {
     case kKeyRight:
         return result;
     case kKeyStart: {
-        pthread_mutex_lock(&sMusicPlayingStatusLock);
-        std::string filename = sMusicPlayingStatus.filename;
-        std::string status = sMusicPlayingStatus.status;
-        pthread_mutex_unlock(&sMusicPlayingStatusLock);
+        std::string filename, status;
+        readMusicStatus([&](const MusicPlayingStatus& record) {
+            filename = record.filename;
+            status = record.status;
+        });
         if (!filename.empty())
-            noarg_cmd(status == "playing" ? "pause" : "resume");
+            sendPauseOrResume(status);
         return 0;
     }
     case kKeySelect:
         if (libraryIsAlone()) {
-            pthread_mutex_lock(&sMusicPlayingStatusLock);
-            std::string status = sMusicPlayingStatus.status;
-            pthread_mutex_unlock(&sMusicPlayingStatusLock);
-            if (status == "playing" || status == "paused")
+            std::string status;
+            readMusicStatus([&](const MusicPlayingStatus& record) { status = record.status; });
+            if (isPlayingState(status) || isPausedState(status))
                 openPlayWindow();
         }
         return 0;
@@ -167,11 +168,11 @@ int MusicAlbumWindow::eventHandling() {
         openPopupMenu(play_pause_player, mMenu.selectedRow());
         return 0;
     case kKeyL:
-        noarg_cmd("previous");
+        noarg_cmd(kCmdPrevious);
         gNeedToRefreshIndex = true;
         return 0;
     case kKeyR:
-        noarg_cmd("next");
+        noarg_cmd(kCmdNext);
         gNeedToRefreshIndex = true;
         return 0;
     case kKeyY:

@@ -1,8 +1,10 @@
 #include "library/music_browser_menu.h"
 
-#include "app/globals.h"
-#include "service/commands.h"
-#include "service/music_file_action.h"
+#include "app/shared/screen_state.h"
+#include "service/actions/transport_rows.h"
+#include "service/client/commands.h"
+#include "service/file_actions/music_file_action.h"
+#include "service/file_actions/play_request.h"
 #include "status/music_status.h"
 #include "zcommon.h"
 
@@ -62,16 +64,16 @@ MusicTextMenuItem::MusicTextMenuItem(const char* name, const char* path, ZelmorS
 MusicTextMenuItem::~MusicTextMenuItem() {}
 
 ZelmorSurface* MusicTextMenuItem::getLabelIcon() {
-    bool current;
+    bool current = false;
     std::string status;
-    pthread_mutex_lock(&sMusicPlayingStatusLock);
-    current = sMusicPlayingStatus.filename == mItemPath;
-    if (current)
-        status = sMusicPlayingStatus.status;
-    pthread_mutex_unlock(&sMusicPlayingStatusLock);
-    if (current && status == "playing" && gIsPlaying)
+    readMusicStatus([&](const MusicPlayingStatus& record) {
+        current = record.filename == mItemPath;
+        if (current)
+            status = record.status;
+    });
+    if (current && isPlayingState(status) && gIsPlaying)
         return gIsPlaying;
-    if (current && status == "paused" && gIsPaused)
+    if (current && isPausedState(status) && gIsPaused)
         return gIsPaused;
     return mIcon;
 }
@@ -140,9 +142,7 @@ int prepare_file_browser_thread(void* argument) {
     // The -f file first, else what the service reports.
     std::string target = gUserFile;
     if (target.empty()) {
-        pthread_mutex_lock(&sMusicPlayingStatusLock);
-        target = sMusicPlayingStatus.filename;
-        pthread_mutex_unlock(&sMusicPlayingStatusLock);
+        readMusicStatus([&](const MusicPlayingStatus& record) { target = record.filename; });
     }
     int match = -1;
     for (int i = 0; i < menu->getListNum(); ++i) {
@@ -181,15 +181,16 @@ int play_pause_player(void* argument) {
     if (type != kActionTypeFile)
         return kWinResultClose;
 
-    pthread_mutex_lock(&sMusicPlayingStatusLock);
-    std::string filename = sMusicPlayingStatus.filename;
-    std::string status = sMusicPlayingStatus.status;
-    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+    std::string filename, status;
+    readMusicStatus([&](const MusicPlayingStatus& record) {
+        filename = record.filename;
+        status = record.status;
+    });
 
     const std::string& path = row->mItemPath;
     if (path == filename) {
         tprintf("play_pause_player same file %s, status %s\n", path.c_str(), status.c_str());
-        noarg_cmd(status == "playing" ? "pause" : "resume");
+        sendPauseOrResume(status);
         return kWinResultClose;
     }
     tprintf("play_pause_player different file %s, status %s\n", path.c_str(), status.c_str());

@@ -97,13 +97,14 @@ std::string yearOfDate(const std::string& date) {
 }
 
 void mediaReadInfo(AVFormatContext* format, int audioStream, TrackInfo* info) {
-    info->title = tagText(format, audioStream, "title");
-    info->artist = tagText(format, audioStream, "artist", "album_artist");
-    info->album = tagText(format, audioStream, "album");
-    info->year = yearOfDate(tagText(format, audioStream, "date", "year"));
-    info->comment = tagText(format, audioStream, "comment");
-    info->track = tagText(format, audioStream, "track");
-    info->genre = tagText(format, audioStream, "genre");
+    // FFmpeg's own tag keys, which happen to share most of the status file's names.
+    info->tags[kTagTitle] = tagText(format, audioStream, "title");
+    info->tags[kTagArtist] = tagText(format, audioStream, "artist", "album_artist");
+    info->tags[kTagAlbum] = tagText(format, audioStream, "album");
+    info->tags[kTagYear] = yearOfDate(tagText(format, audioStream, "date", "year"));
+    info->tags[kTagComment] = tagText(format, audioStream, "comment");
+    info->tags[kTagTrack] = tagText(format, audioStream, "track");
+    info->tags[kTagGenre] = tagText(format, audioStream, "genre");
 
     info->dump.clear();
     tCapture = &info->dump;

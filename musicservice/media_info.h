@@ -3,6 +3,8 @@
 // picture for the cover.
 #pragma once
 
+#include "service/protocol/protocol.h"
+
 #include <cstdint>
 #include <string>
 
@@ -12,13 +14,8 @@ struct TrackInfo {
     std::string path;
     int64_t durationMs = 0;
     int audioStream = 0;
-    std::string title;
-    std::string artist;
-    std::string album;
-    std::string year;
-    std::string comment;
-    std::string track;
-    std::string genre;
+    // The status file's tags, indexed by StatusTag.
+    std::string tags[kTagCount];
     // The text av_dump_format printed for the file.
     std::string dump;
     // The embedded picture as PNG bytes; empty when the file has none.

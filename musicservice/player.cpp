@@ -23,7 +23,7 @@ constexpr uint32_t kTapFrames = 8192;     // mono samples kept for the wave tap
 constexpr uint32_t kRecordFrames = 1u << 19; // about 11 s waiting to be written out
 constexpr int kDeviceFrames = 960;        // 20 ms a callback: a whole number of milliseconds
 
-enum CommandKind { kCmdPlay, kCmdStep, kCmdPause, kCmdResume, kCmdStop, kCmdSeek };
+enum CommandKind { kOpPlay, kOpStep, kOpPause, kOpResume, kOpStop, kOpSeek };
 
 struct Command {
     CommandKind kind;
@@ -470,24 +470,24 @@ void seekTo(int64_t ms) {
 
 void applyCommand(const Command& command) {
     switch (command.kind) {
-    case kCmdPlay:
+    case kOpPlay:
         if (playlistSelect(command.listType, command.path.c_str()) < 0)
             tprintf("musicservice: %s is not in list %d\n", command.path.c_str(), command.listType);
         else
             startTrack(command.path, kStepSkip, 0);
         break;
-    case kCmdStep: {
+    case kOpStep: {
         reconcileHeard();
         std::string path;
         if (playlistStep(command.step, &path) == 0)
             startTrack(path, command.step == kStepPrevious ? kStepPrevious : kStepSkip, 0);
         break;
     }
-    case kCmdPause:
+    case kOpPause:
         if (sOutputState.load() == kPlayerPlaying)
             setState(kPlayerPaused);
         break;
-    case kCmdResume:
+    case kOpResume:
         if (sOutputState.load() == kPlayerPaused) {
             setState(kPlayerPlaying);
         } else if (sOutputState.load() == kPlayerStopped) {
@@ -496,10 +496,10 @@ void applyCommand(const Command& command) {
                 startTrack(path, kStepSkip, 0);
         }
         break;
-    case kCmdStop:
+    case kOpStop:
         stopAll();
         break;
-    case kCmdSeek:
+    case kOpSeek:
         seekTo(command.ms);
         break;
     }
@@ -622,23 +622,23 @@ void playerShutdown() {
 }
 
 void playerPlayFromList(int listType, const std::string& path) {
-    post(Command{kCmdPlay, path, kStepSkip, 0, listType});
+    post(Command{kOpPlay, path, kStepSkip, 0, listType});
 }
 
 void playerStep(PlaylistStep step) {
-    post(Command{kCmdStep, std::string(), step, 0, 0});
+    post(Command{kOpStep, std::string(), step, 0, 0});
 }
 
 void playerPause() {
-    post(Command{kCmdPause, std::string(), kStepSkip, 0, 0});
+    post(Command{kOpPause, std::string(), kStepSkip, 0, 0});
 }
 
 void playerResume() {
-    post(Command{kCmdResume, std::string(), kStepSkip, 0, 0});
+    post(Command{kOpResume, std::string(), kStepSkip, 0, 0});
 }
 
 void playerStop() {
-    post(Command{kCmdStop, std::string(), kStepSkip, 0, 0});
+    post(Command{kOpStop, std::string(), kStepSkip, 0, 0});
 }
 
 void playerSeek(int64_t ms) {
@@ -654,7 +654,7 @@ void playerSeek(int64_t ms) {
             duration = heard->info->durationMs;
         sPendingSeekMs = duration > 0 && ms > duration ? duration : ms;
     }
-    sCommands.push_back(Command{kCmdSeek, std::string(), kStepSkip, ms, 0});
+    sCommands.push_back(Command{kOpSeek, std::string(), kStepSkip, ms, 0});
     sHasCommand.store(true, std::memory_order_release);
     pthread_cond_signal(&sWake);
     pthread_mutex_unlock(&sLock);

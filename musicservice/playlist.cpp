@@ -20,9 +20,9 @@ std::vector<std::string> sRecent;
 
 // The list that plays, a copy taken when a file was chosen in it.
 std::vector<std::string> sPlaying;
-int sPlayingType = kListDir;
+int sPlayingType = ListTypeDir;
 int sIndex = -1;
-int sMode = kModeSequence;
+int sMode = PlayModeSequence;
 
 // Random order: a permutation of the playing list, the cursor's place in it, and the
 // next permutation once the end of this one has been looked past.
@@ -87,7 +87,7 @@ int stepTarget(PlaylistStep step, bool commit) {
     int count = static_cast<int>(sPlaying.size());
     if (count == 0)
         return -1;
-    if (sMode == kModeRandom) {
+    if (sMode == PlayModeRandom) {
         if (sOrder.size() != sPlaying.size())
             rebuildOrder();
         if (step == kStepPrevious) {
@@ -115,7 +115,7 @@ int stepTarget(PlaylistStep step, bool commit) {
     case kStepPrevious:
         return sIndex <= 0 ? count - 1 : sIndex - 1;
     case kStepAuto:
-        if (sMode == kModeRepeatOne && sIndex >= 0)
+        if (sMode == PlayModeSingleCycle && sIndex >= 0)
             return sIndex;
         return sIndex + 1 < count ? sIndex + 1 : -1;
     case kStepSkip:
@@ -126,7 +126,7 @@ int stepTarget(PlaylistStep step, bool commit) {
 
 void moveTo(int index) {
     sIndex = index;
-    if (sMode == kModeRandom && !sOrder.empty() && sOrderPos >= 0 &&
+    if (sMode == PlayModeRandom && !sOrder.empty() && sOrderPos >= 0 &&
         sOrder[static_cast<size_t>(sOrderPos)] != index)
         rebuildOrder();
     ++sVersion;
@@ -165,9 +165,9 @@ void playlistReset() {
     sFolder.clear();
     sRecent.clear();
     sPlaying.clear();
-    sPlayingType = kListDir;
+    sPlayingType = ListTypeDir;
     sIndex = -1;
-    sMode = kModeSequence;
+    sMode = PlayModeSequence;
     sOrder.clear();
     sNextOrder.clear();
     sOrderPos = -1;
@@ -187,11 +187,11 @@ int playlistSetDir(const char* dir) {
 int playlistSelect(int listType, const char* path) {
     std::vector<std::string> list;
     // File reads and folder scans happen before the lock is taken.
-    if (listType == kListPlaylist) {
+    if (listType == ListTypePlaylist) {
         m3uLoad(listFile("playlist.m3u"), &list);
-    } else if (listType == kListFavorite) {
+    } else if (listType == ListTypeFavorite) {
         m3uLoad(listFile("favorite.m3u"), &list);
-    } else if (listType == kListDir) {
+    } else if (listType == ListTypeDir) {
         pthread_mutex_lock(&sListLock);
         bool known = indexOf(sFolder, path) >= 0;
         if (known)
@@ -203,11 +203,11 @@ int playlistSelect(int listType, const char* path) {
             sFolder = list;
             pthread_mutex_unlock(&sListLock);
         }
-    } else if (listType != kListRecent) {
+    } else if (listType != ListTypeRecent) {
         return -1;
     }
     pthread_mutex_lock(&sListLock);
-    if (listType == kListRecent)
+    if (listType == ListTypeRecent)
         list = sRecent;
     int index = indexOf(list, path);
     if (index >= 0) {
@@ -256,9 +256,9 @@ int playlistReturnTo(const std::string& path) {
     if (index >= 0 && index != sIndex) {
         sIndex = index;
         auto at = std::find(sOrder.begin(), sOrder.end(), index);
-        if (sMode == kModeRandom && at != sOrder.end())
+        if (sMode == PlayModeRandom && at != sOrder.end())
             sOrderPos = static_cast<int>(at - sOrder.begin());
-        else if (sMode == kModeRandom)
+        else if (sMode == PlayModeRandom)
             rebuildOrder();
         sNextOrder.clear();
         ++sVersion;
@@ -292,12 +292,12 @@ int playlistCommitAuto(uint64_t version) {
 }
 
 int playlistSetMode(int mode) {
-    if (mode < kModeSequence || mode > kModeRepeatOne)
+    if (mode < PlayModeSequence || mode > PlayModeSingleCycle)
         return -1;
     pthread_mutex_lock(&sListLock);
     if (mode != sMode) {
         sMode = mode;
-        if (mode == kModeRandom)
+        if (mode == PlayModeRandom)
             rebuildOrder();
         ++sVersion;
     }

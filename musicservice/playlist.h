@@ -7,13 +7,14 @@
 // what plays. All functions are safe from any thread: one lock guards the state.
 #pragma once
 
+#include "service/protocol/protocol.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
 
-// List types and play modes, with the numbers the front end uses.
-enum { kListDir = 1, kListRecent = 2, kListPlaylist = 3, kListFavorite = 4 };
-enum { kModeSequence = 0, kModeRandom = 1, kModeRepeatOne = 2 };
+// List types (ListTypeDir ...) and play modes (PlayModeSequence ...) are the
+// protocol's numbers.
 
 // How the playing list moves on.
 enum PlaylistStep {
@@ -36,7 +37,7 @@ void playlistReset();
 int playlistSetDir(const char* dir);
 
 // Makes the list of that type the playing one, at the path, and returns 0; -1 when the
-// path is not in that list (nothing changes). For kListDir a path outside the folder
+// path is not in that list (nothing changes). For ListTypeDir a path outside the folder
 // list first makes its own folder the folder list; the playlist and the favourites
 // are read anew from their files.
 int playlistSelect(int listType, const char* path);

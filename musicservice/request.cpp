@@ -103,19 +103,19 @@ int playIn(int listType, const char* path) {
 }
 
 int playInDir(const Argument& argument, std::string*) {
-    return playIn(kListDir, argument.text);
+    return playIn(ListTypeDir, argument.text);
 }
 
 int playInRecent(const Argument& argument, std::string*) {
-    return playIn(kListRecent, argument.text);
+    return playIn(ListTypeRecent, argument.text);
 }
 
 int playInPlaylist(const Argument& argument, std::string*) {
-    return playIn(kListPlaylist, argument.text);
+    return playIn(ListTypePlaylist, argument.text);
 }
 
 int playInFavorite(const Argument& argument, std::string*) {
-    return playIn(kListFavorite, argument.text);
+    return playIn(ListTypeFavorite, argument.text);
 }
 
 int setPlayDir(const Argument& argument, std::string* reply) {
@@ -124,20 +124,20 @@ int setPlayDir(const Argument& argument, std::string* reply) {
         tprintf("musicservice: cannot read the folder %s\n", argument.text);
     cJSON* root = cJSON_CreateObject();
     if (root) {
-        cJSON_AddNumberToObject(root, "result", count < 0 ? -1 : 0);
-        cJSON_AddNumberToObject(root, "count", count < 0 ? 0 : count);
+        cJSON_AddNumberToObject(root, kMemberResult, count < 0 ? -1 : 0);
+        cJSON_AddNumberToObject(root, kMemberCount, count < 0 ? 0 : count);
     }
     *reply = printed(root);
     return 1;
 }
 
 int currentListType(const Argument&, std::string* reply) {
-    *reply = numberReply("listtype", playlistCurrentType());
+    *reply = numberReply(kMemberListType, playlistCurrentType());
     return 1;
 }
 
 int playMode(const Argument&, std::string* reply) {
-    *reply = numberReply("mode", playlistMode());
+    *reply = numberReply(kMemberMode, playlistMode());
     return 1;
 }
 
@@ -180,9 +180,12 @@ int favoriteList(const Argument&, std::string* reply) {
         // Written out directly: a list of thousands answers in a moment, without a tree.
         std::vector<std::string> paths;
         playlistFavorites(&paths);
-        sFavoritesReply.assign("{\"list\":[");
+        const std::string pathMember = std::string("{\"") + kMemberPath + "\":";
+        sFavoritesReply.assign(std::string("{\"") + kMemberList + "\":[");
         for (size_t i = 0; i < paths.size(); ++i) {
-            sFavoritesReply.append(i ? ",{\"path\":" : "{\"path\":");
+            if (i)
+                sFavoritesReply.push_back(',');
+            sFavoritesReply.append(pathMember);
             appendJsonString(&sFavoritesReply, paths[i]);
             sFavoritesReply.push_back('}');
         }
@@ -202,22 +205,22 @@ struct Word {
 };
 
 const Word kWords[] = {
-    {"set_play_mode", "mode", kNumber, setPlayMode},
-    {"set_volume", "volume", kNumber, setVolume},
-    {"pause", nullptr, kNone, pausePlayback},
-    {"resume", nullptr, kNone, resumePlayback},
-    {"stop", nullptr, kNone, stopPlayback},
-    {"previous", nullptr, kNone, previousTrack},
-    {"next", nullptr, kNone, nextTrack},
-    {"seek", "ms", kNumber, seek},
-    {"play_file_in_dir", "path", kString, playInDir},
-    {"play_file_in_recent_list", "path", kString, playInRecent},
-    {"play_file_in_playlist", "path", kString, playInPlaylist},
-    {"play_file_in_favorite", "path", kString, playInFavorite},
-    {"set_play_dir", "path", kString, setPlayDir},
-    {"get_current_list_type", nullptr, kNone, currentListType},
-    {"get_play_mode", nullptr, kNone, playMode},
-    {"get_favorite_list", nullptr, kNone, favoriteList},
+    {kCmdSetPlayMode, kMemberMode, kNumber, setPlayMode},
+    {kCmdSetVolume, kMemberVolume, kNumber, setVolume},
+    {kCmdPause, nullptr, kNone, pausePlayback},
+    {kCmdResume, nullptr, kNone, resumePlayback},
+    {kCmdStop, nullptr, kNone, stopPlayback},
+    {kCmdPrevious, nullptr, kNone, previousTrack},
+    {kCmdNext, nullptr, kNone, nextTrack},
+    {kCmdSeek, kMemberMs, kNumber, seek},
+    {kCmdPlayInDir, kMemberPath, kString, playInDir},
+    {kCmdPlayInRecent, kMemberPath, kString, playInRecent},
+    {kCmdPlayInPlaylist, kMemberPath, kString, playInPlaylist},
+    {kCmdPlayInFavorite, kMemberPath, kString, playInFavorite},
+    {kCmdSetPlayDir, kMemberPath, kString, setPlayDir},
+    {kCmdGetListType, nullptr, kNone, currentListType},
+    {kCmdGetPlayMode, nullptr, kNone, playMode},
+    {kCmdGetFavorites, nullptr, kNone, favoriteList},
 };
 
 } // namespace
@@ -230,7 +233,7 @@ int handleRequest(const char* body, size_t length, std::string* reply) {
         cJSON_Delete(root);
         return -1;
     }
-    const cJSON* cmd = cJSON_GetObjectItemCaseSensitive(root, "cmd");
+    const cJSON* cmd = cJSON_GetObjectItemCaseSensitive(root, kMemberCmd);
     if (!cJSON_IsString(cmd) || !cmd->valuestring) {
         tprintf("musicservice: request without a \"cmd\" string\n");
         cJSON_Delete(root);

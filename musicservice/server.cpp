@@ -2,7 +2,7 @@
 
 #include "base/device_paths.h"
 #include "musicservice/request.h"
-#include "service/frame.h"
+#include "service/protocol/frame.h"
 #include "zcommon.h"
 
 #include <cerrno>

@@ -14,13 +14,13 @@ namespace {
 const char* stateWord(PlayerState state) {
     switch (state) {
     case kPlayerPlaying:
-        return "playing";
+        return kStatePlaying;
     case kPlayerPaused:
-        return "paused";
+        return kStatePaused;
     case kPlayerStopped:
         break;
     }
-    return "stopped";
+    return kStateStopped;
 }
 
 } // namespace
@@ -31,20 +31,15 @@ std::string statusText(const PlayerSnapshot& snapshot) {
     cJSON* root = cJSON_CreateObject();
     if (!root)
         return std::string();
-    cJSON_AddStringToObject(root, "filename", info.path.c_str());
-    cJSON_AddStringToObject(root, "status", stateWord(snapshot.state));
+    cJSON_AddStringToObject(root, kStatusFilename, info.path.c_str());
+    cJSON_AddStringToObject(root, kStatusState, stateWord(snapshot.state));
     // Whole seconds: the duration rounded, the position as far as it has got.
-    cJSON_AddNumberToObject(root, "duration", static_cast<double>((info.durationMs + 500) / 1000));
-    cJSON_AddNumberToObject(root, "position", static_cast<double>(snapshot.positionMs / 1000));
-    cJSON_AddNumberToObject(root, "volume", snapshot.volume);
-    cJSON_AddNumberToObject(root, "audiotrack", info.audioStream);
-    cJSON_AddStringToObject(root, "title", info.title.c_str());
-    cJSON_AddStringToObject(root, "artist", info.artist.c_str());
-    cJSON_AddStringToObject(root, "album", info.album.c_str());
-    cJSON_AddStringToObject(root, "year", info.year.c_str());
-    cJSON_AddStringToObject(root, "comment", info.comment.c_str());
-    cJSON_AddStringToObject(root, "track", info.track.c_str());
-    cJSON_AddStringToObject(root, "genre", info.genre.c_str());
+    cJSON_AddNumberToObject(root, kStatusDuration, static_cast<double>((info.durationMs + 500) / 1000));
+    cJSON_AddNumberToObject(root, kStatusPosition, static_cast<double>(snapshot.positionMs / 1000));
+    cJSON_AddNumberToObject(root, kStatusVolume, snapshot.volume);
+    cJSON_AddNumberToObject(root, kStatusAudiotrack, info.audioStream);
+    for (int tag = 0; tag < kTagCount; ++tag)
+        cJSON_AddStringToObject(root, kStatusTagMembers[tag], info.tags[tag].c_str());
     std::string text;
     if (char* printed = cJSON_PrintUnformatted(root)) {
         text = printed;

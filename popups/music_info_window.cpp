@@ -2,7 +2,7 @@
 
 #include "popups/list_screen.h"
 
-#include "app/globals.h"
+#include "app/shared/screen_state.h"
 #include "status/music_status.h"
 
 #include <string>
@@ -23,11 +23,12 @@ int MusicInfoWindow::draw() {
 }
 
 int popup_info_window(void*) {
-    pthread_mutex_lock(&sMusicPlayingStatusLock);
-    std::string filename = sMusicPlayingStatus.filename;
-    std::string status = sMusicPlayingStatus.status;
-    pthread_mutex_unlock(&sMusicPlayingStatusLock);
-    if (filename.empty() || (status != "playing" && status != "paused"))
+    std::string filename, status;
+    readMusicStatus([&](const MusicPlayingStatus& record) {
+        filename = record.filename;
+        status = record.status;
+    });
+    if (filename.empty() || (!isPlayingState(status) && !isPausedState(status)))
         return kWinResultClose; // nothing to show: the popup closes
 
     auto* window = new MusicInfoWindow();
@@ -35,13 +36,14 @@ int popup_info_window(void*) {
     window->mRowA = LoadZelmorSurface(gThemePath, "./", "skin/bg-list-long-a.png");
 
     // Again: the track may have changed since the first look.
-    pthread_mutex_lock(&sMusicPlayingStatusLock);
-    filename = sMusicPlayingStatus.filename;
-    std::string artist = sMusicPlayingStatus.artist;
-    std::string album = sMusicPlayingStatus.album;
-    std::string genre = sMusicPlayingStatus.genre;
-    std::string year = sMusicPlayingStatus.year;
-    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+    std::string artist, album, genre, year;
+    readMusicStatus([&](const MusicPlayingStatus& record) {
+        filename = record.filename;
+        artist = record.artist;
+        album = record.album;
+        genre = record.genre;
+        year = record.year;
+    });
 
     auto addRow = [window](int labelId, const std::string& value) {
         window->mSettingMenu.insertSettingItem(

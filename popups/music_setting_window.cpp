@@ -2,9 +2,9 @@
 
 #include "popups/list_screen.h"
 
-#include "app/config.h"
-#include "app/globals.h"
-#include "service/commands.h"
+#include "app/shared/config.h"
+#include "app/shared/screen_state.h"
+#include "service/client/commands.h"
 #include "zcommon.h"
 
 #include <cstdio>

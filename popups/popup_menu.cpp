@@ -1,10 +1,10 @@
 #include "popups/popup_menu.h"
 
-#include "app/globals.h"
+#include "app/shared/screen_state.h"
 #include "base/device_paths.h"
 #include "popups/music_info_window.h"
 #include "popups/music_setting_window.h"
-#include "service/transport_actions.h"
+#include "service/actions/transport_rows.h"
 #include "zmenu.h"
 
 #include <unistd.h>

@@ -16,25 +16,26 @@ pthread_mutex_t sMusicPlayingStatusLock = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<bool> sMusicThreadRunning{false};
 
 void storeStatusRecord(const cJSON* status, const TrackDump& dump, MusicPlayingStatus* record) {
-    const char* filename = jsonStringMember(status, "filename");
+    const char* filename = jsonStringMember(status, kStatusFilename);
     record->filename = filename ? filename : "";
     bool applies = dumpApplies(filename, dump);
-    record->status = jsonStringOrEmpty(status, "status");
-    jsonIntMember(status, "duration", &record->duration);
-    jsonIntMember(status, "position", &record->position);
-    jsonIntMember(status, "volume", &record->volume);
-    jsonIntMember(status, "audiotrack", &record->audiotrack);
-    record->title = jsonStringOrEmpty(status, "title");
+    record->status = jsonStringOrEmpty(status, kStatusState);
+    jsonIntMember(status, kStatusDuration, &record->duration);
+    jsonIntMember(status, kStatusPosition, &record->position);
+    jsonIntMember(status, kStatusVolume, &record->volume);
+    jsonIntMember(status, kStatusAudiotrack, &record->audiotrack);
+    auto tag = [status](StatusTag which) { return jsonStringOrEmpty(status, kStatusTagMembers[which]); };
+    record->title = tag(kTagTitle);
     mergeTagText(record->title, dump.title, applies);
-    record->artist = jsonStringOrEmpty(status, "artist");
+    record->artist = tag(kTagArtist);
     mergeTagText(record->artist, dump.artist, applies);
-    record->album = jsonStringOrEmpty(status, "album");
+    record->album = tag(kTagAlbum);
     mergeTagText(record->album, dump.album, applies);
-    record->year = jsonStringOrEmpty(status, "year");
+    record->year = tag(kTagYear);
     mergeTagPlain(record->year, dump.date, applies);
-    record->comment = jsonStringOrEmpty(status, "comment");
-    record->track = jsonStringOrEmpty(status, "track");
-    record->genre = jsonStringOrEmpty(status, "genre");
+    record->comment = tag(kTagComment);
+    record->track = tag(kTagTrack);
+    record->genre = tag(kTagGenre);
     mergeTagPlain(record->genre, dump.genre, applies);
 }
 
@@ -76,8 +77,7 @@ void* music_thread(void*) {
 }
 
 bool is_music_playing() {
-    pthread_mutex_lock(&sMusicPlayingStatusLock);
-    bool playing = sMusicPlayingStatus.status == "playing";
-    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+    bool playing = false;
+    readMusicStatus([&](const MusicPlayingStatus& record) { playing = isPlayingState(record.status); });
     return playing;
 }

@@ -2,6 +2,8 @@
 // ten times a second into one record, and wakes the window loop after each good read.
 #pragma once
 
+#include "service/protocol/protocol.h"
+
 #include <atomic>
 #include <pthread.h>
 #include <string>
@@ -29,10 +31,31 @@ struct MusicPlayingStatus {
     std::string genre;
 };
 
+// Written by the monitor thread under sMusicPlayingStatusLock, held for one whole
+// update; read by the window thread, the folder loader and the seek timer through
+// readMusicStatus. seekTarget and seekHold are atomics outside the lock.
 extern MusicPlayingStatus sMusicPlayingStatus;
-// Guards sMusicPlayingStatus except seekTarget and seekHold. Readers lock, copy, unlock.
 extern pthread_mutex_t sMusicPlayingStatusLock;
+// Set by main before it starts the monitor, cleared before it joins it (release stores,
+// acquire loads).
 extern std::atomic<bool> sMusicThreadRunning;
+
+// Lock, copy, unlock: runs copy(record) with the lock held. copy takes what the caller
+// needs and nothing more; the caller decides and acts after the lock is released.
+template <typename Copy> void readMusicStatus(Copy copy) {
+    pthread_mutex_lock(&sMusicPlayingStatusLock);
+    copy(static_cast<const MusicPlayingStatus&>(sMusicPlayingStatus));
+    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+}
+
+// The state words: "playing" and "paused", compared exactly; any other text means that
+// no track is active.
+inline bool isPlayingState(const std::string& status) {
+    return status == kStatePlaying;
+}
+inline bool isPausedState(const std::string& status) {
+    return status == kStatePaused;
+}
 
 // Stores one parsed status object into the record, merging the dump's tags (the caller
 // holds the lock when the record is the shared one).
@@ -44,5 +67,5 @@ int musicStatusCycle(char** text);
 
 void* music_thread(void* unused);
 
-// Whether the service reports "playing".
+// Whether the service reports "playing" (reads the record under its lock).
 bool is_music_playing();

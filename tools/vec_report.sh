@@ -23,7 +23,7 @@ trap 'rm -rf "$tmp"' EXIT
 # Each file is compiled into the scratch folder, so the build's own objects stay as
 # they are.
 object() { echo "$tmp/$(basename "$1").o"; }
-for source in playwindow/fast_gaussian_blur.cpp visualiser/spectrum.cpp; do
+for source in playwindow/blur/fast_gaussian_blur.cpp visualiser/spectrum/spectrum.cpp; do
     cmd=$(command_for "$source")
     [ -n "$cmd" ] || { echo "no compile command for $source" >&2; exit 1; }
     cmd=$(sed -E "s| -o [^ ]+| -o $(object "$source")|" <<<"$cmd")
@@ -42,8 +42,8 @@ neon_in() {
 }
 
 echo "=== NEON instructions, box passes (boxDown<19>)"
-neon_in "$(object playwindow/fast_gaussian_blur.cpp)" "boxDown<19>"
+neon_in "$(object playwindow/blur/fast_gaussian_blur.cpp)" "boxDown<19>"
 echo "=== NEON instructions, transpose (blurTranspose)"
-neon_in "$(object playwindow/fast_gaussian_blur.cpp)" "blurTranspose("
+neon_in "$(object playwindow/blur/fast_gaussian_blur.cpp)" "blurTranspose("
 echo "=== NEON instructions, spectrum frame (do_fft)"
-neon_in "$(object visualiser/spectrum.cpp)" "do_fft()"
+neon_in "$(object visualiser/spectrum/spectrum.cpp)" "do_fft()"

@@ -7,8 +7,8 @@
 //   of the loop (input, action, frame) during the entry and during idle frames;
 // - FirstFrame: from making the library screen to its first drawn frame, over a folder
 //   of 10,000 files and over an empty one.
-#include "app/globals.h"
-#include "app/language_table.h"
+#include "app/shared/screen_state.h"
+#include "app/shared/language_table.h"
 #include "library/music_album_window.h"
 
 #include "music_folder.h"

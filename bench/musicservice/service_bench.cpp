@@ -5,8 +5,8 @@
 //   - the delay from "seek" to the first status file with the new position.
 // Each figure is the median of several runs. Run it inside unshare -n.
 #include "base/device_paths.h"
-#include "service/commands.h"
-#include "service/wire.h"
+#include "service/client/commands.h"
+#include "service/client/wire.h"
 #include "service_runner.h"
 #include "zcommon.h"
 
@@ -81,13 +81,13 @@ int main() {
     for (int i = 0; i < 15; ++i) {
         const std::string& path = i % 2 ? flac : other;
         long start = monotonicMs();
-        filepath_cmd("play_file_in_dir", path.c_str());
+        filepath_cmd(kCmdPlayInDir, path.c_str());
         playMs.push_back(untilStatus(start, [&](const MusicPlayingStatus& s) { return s.filename == path; }));
         usleep(200000);
     }
 
     // Seek: alternate two positions in the playing file.
-    filepath_cmd("play_file_in_dir", flac.c_str());
+    filepath_cmd(kCmdPlayInDir, flac.c_str());
     untilStatus(monotonicMs(), [&](const MusicPlayingStatus& s) { return s.filename == flac; });
     std::vector<double> seekMs;
     for (int i = 0; i < 15; ++i) {
@@ -106,7 +106,7 @@ int main() {
         std::vector<double> percent;
         setPlayDir(path.substr(0, path.find_last_of('/')).c_str());
         for (int run = 0; run < 3; ++run) {
-            filepath_cmd("play_file_in_dir", path.c_str());
+            filepath_cmd(kCmdPlayInDir, path.c_str());
             usleep(300000);
             long ticks = cpuTicks(service.pid);
             long start = monotonicMs();

@@ -1,6 +1,6 @@
 // The fast blur against the plain algorithm at -O2 on the same buffers, at cover and
 // screen sizes. Counters: ns per pixel.
-#include "playwindow/fast_gaussian_blur.h"
+#include "playwindow/blur/fast_gaussian_blur.h"
 
 #include <benchmark/benchmark.h>
 

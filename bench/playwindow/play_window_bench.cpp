@@ -4,16 +4,16 @@
 // blur, blur, upload) against SDL_image's IMG_Load of the same file alone.
 // Run inside a network namespace (unshare -n) so that the service double can bind.
 // For the GLES2 path: SDL_VIDEODRIVER=offscreen SDL_RENDER_DRIVER=opengles2.
-#include "app/config.h"
-#include "app/globals.h"
-#include "app/language_table.h"
+#include "app/shared/config.h"
+#include "app/shared/screen_state.h"
+#include "app/shared/language_table.h"
 #include "base/device_paths.h"
 #include "fake_service.h"
-#include "playwindow/music_play_window.h"
+#include "playwindow/screen/music_play_window.h"
 #include "scratch_dir.h"
 #include "status/music_status.h"
-#include "visualiser/effect_catalogue.h"
-#include "visualiser/spectrum.h"
+#include "visualiser/effects/effect_catalogue.h"
+#include "visualiser/spectrum/spectrum.h"
 #include "zinternal.h"
 
 #include <SDL2/SDL_image.h>

@@ -1,7 +1,7 @@
 // One analysis frame, and entering and leaving the now-playing screen's analysis
 // (initVisualizer plus teardown) in a process whose planner was warmed at start-up.
 #include "base/device_paths.h"
-#include "visualiser/spectrum.h"
+#include "visualiser/spectrum/spectrum.h"
 #include "zcommon.h"
 
 #include <benchmark/benchmark.h>

@@ -1,5 +1,5 @@
 // Feeds arbitrary bytes to the reply reader as a service would send them, then closes.
-#include "service/wire.h"
+#include "service/client/wire.h"
 #include "zcommon.h"
 
 #include <cstdint>

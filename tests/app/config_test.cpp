@@ -1,6 +1,6 @@
 // What a load takes from the configuration file. The exact text a save writes, and that
 // it brings the settings back, are checked at the player's shutdown.
-#include "app/config.h"
+#include "app/shared/config.h"
 #include "base/device_paths.h"
 #include "scratch_dir.h"
 

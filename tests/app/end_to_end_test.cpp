@@ -1,15 +1,15 @@
 // The two real programs together: the companion service (its binary, the dummy audio
 // driver, the demo library) and the player's window loop headless in this process, with
 // its status monitor, driven by keys through SDL's event queue.
-#include "app/globals.h"
-#include "app/language_table.h"
-#include "app/startup.h"
+#include "app/shared/screen_state.h"
+#include "app/shared/language_table.h"
+#include "app/startup/startup.h"
 #include "base/device_paths.h"
 #include "library/music_album_window.h"
-#include "playwindow/music_play_window.h"
+#include "playwindow/screen/music_play_window.h"
 #include "scratch_dir.h"
 #include "screen_fixture.h"
-#include "service/transport_actions.h"
+#include "service/file_actions/play_request.h"
 #include "service_runner.h"
 #include "status/music_status.h"
 #include "wait_until.h"

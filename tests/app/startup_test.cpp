@@ -1,9 +1,11 @@
 // The command line with the single-file start, and the program's texts, in process.
-#include "app/globals.h"
-#include "app/language_table.h"
-#include "app/startup.h"
+#include "app/shared/screen_state.h"
+#include "app/shared/language_table.h"
+#include "app/startup/startup.h"
+#include "service/file_actions/play_request.h"
 #include "base/device_paths.h"
 #include "fake_service.h"
+#include "shmvar.h"
 
 #include <gtest/gtest.h>
 

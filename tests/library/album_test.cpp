@@ -1,6 +1,7 @@
 // The library screen's keys through the real window loop: transport, the ways up to the
 // now-playing screen and back, refocusing, the popup menu, the quit dialog, suspend.
 #include "library/music_album_window.h"
+#include "service/actions/quit_action.h"
 #include "player_fixture.h"
 
 namespace {

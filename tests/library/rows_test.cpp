@@ -3,7 +3,7 @@
 // the first frame.
 #include "library/music_album_window.h"
 #include "player_fixture.h"
-#include "service/music_file_action.h"
+#include "service/file_actions/music_file_action.h"
 
 #include <fcntl.h>
 

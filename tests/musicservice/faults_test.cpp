@@ -4,9 +4,9 @@
 #include "base/device_paths.h"
 #include "fake_service.h"
 #include "scratch_dir.h"
-#include "service/commands.h"
-#include "service/frame.h"
-#include "service/wire.h"
+#include "service/client/commands.h"
+#include "service/protocol/frame.h"
+#include "service/client/wire.h"
 #include "service_runner.h"
 #include "wait_until.h"
 

@@ -3,8 +3,8 @@
 // as that signal again, with nothing missing, repeated or inserted at the joins.
 #include "base/device_paths.h"
 #include "scratch_dir.h"
-#include "service/commands.h"
-#include "service/wire.h"
+#include "service/client/commands.h"
+#include "service/client/wire.h"
 #include "service_runner.h"
 
 #include <gtest/gtest.h>

@@ -71,8 +71,8 @@ TEST_F(MediaTest, StatusTextReadsBackThroughTheFrontEndsRecord) {
     auto info = std::make_shared<TrackInfo>();
     info->path = "/music/a \"quoted\" path.flac";
     info->durationMs = 61600;
-    info->year = "1999";
-    info->track = "3/12";
+    info->tags[kTagYear] = "1999";
+    info->tags[kTagTrack] = "3/12";
     // Whole seconds: the duration rounded, the position the second under way. Year and
     // track are strings, or the front end would drop them.
     std::string records;

@@ -29,7 +29,7 @@ protected:
             writeFile(paths.back(), "x");
         }
         EXPECT_EQ(playlistSetDir(mDir.c_str()), count);
-        EXPECT_EQ(playlistSelect(kListDir, paths[0].c_str()), 0);
+        EXPECT_EQ(playlistSelect(ListTypeDir, paths[0].c_str()), 0);
         return paths;
     }
     std::string step(PlaylistStep how) {
@@ -65,7 +65,7 @@ TEST_F(PlaylistTest, FolderListHoldsTheMusicFilesInTheLibrarysOrder) {
 TEST_F(PlaylistTest, RandomPlaysEveryTrackOnceARoundAndRepeatOneMovesOnAfterAFailure) {
     std::vector<std::string> paths = folderOf(12);
     EXPECT_EQ(playlistSetMode(3), -1);
-    ASSERT_EQ(playlistSetMode(kModeRandom), 0);
+    ASSERT_EQ(playlistSetMode(PlayModeRandom), 0);
     for (int round = 0; round < 5; ++round) {
         std::set<std::string> heard{current()};
         for (int i = 1; i < 12; ++i)
@@ -75,11 +75,11 @@ TEST_F(PlaylistTest, RandomPlaysEveryTrackOnceARoundAndRepeatOneMovesOnAfterAFai
         std::string last = current(), first = step(kStepAuto);
         EXPECT_TRUE(first != last && first != "(none)") << "random order never runs out";
     }
-    ASSERT_EQ(playlistSelect(kListDir, paths[0].c_str()), 0);
-    ASSERT_EQ(playlistSetMode(kModeRepeatOne), 0);
+    ASSERT_EQ(playlistSelect(ListTypeDir, paths[0].c_str()), 0);
+    ASSERT_EQ(playlistSetMode(PlayModeSingleCycle), 0);
     EXPECT_EQ(step(kStepAuto), paths[0]);
     EXPECT_EQ(step(kStepSkip), paths[1]) << "a file that cannot play is not tried again and again";
-    ASSERT_EQ(playlistSelect(kListDir, paths[11].c_str()), 0);
+    ASSERT_EQ(playlistSelect(ListTypeDir, paths[11].c_str()), 0);
     EXPECT_EQ(step(kStepSkip), "(none)");
 }
 
@@ -87,7 +87,7 @@ TEST_F(PlaylistTest, PeekThenCommitMakesTheSameStepUnlessTheListChanged) {
     std::vector<std::string> paths = folderOf(4);
     std::string peeked, again;
     uint64_t version = 0, versionAgain = 0;
-    for (int mode : {kModeSequence, kModeRandom, kModeRepeatOne}) {
+    for (int mode : {PlayModeSequence, PlayModeRandom, PlayModeSingleCycle}) {
         ASSERT_EQ(playlistSetMode(mode), 0);
         ASSERT_EQ(playlistPeekAuto(&peeked, &version), 0);
         ASSERT_EQ(playlistPeekAuto(&again, &versionAgain), 0);
@@ -96,12 +96,12 @@ TEST_F(PlaylistTest, PeekThenCommitMakesTheSameStepUnlessTheListChanged) {
         EXPECT_EQ(current(), peeked) << "mode " << mode;
     }
     ASSERT_EQ(playlistPeekAuto(&peeked, &version), 0);
-    ASSERT_EQ(playlistSetMode(kModeSequence), 0);
+    ASSERT_EQ(playlistSetMode(PlayModeSequence), 0);
     EXPECT_EQ(playlistCommitAuto(version), -1) << "a mode change voids a peek";
-    ASSERT_EQ(playlistSelect(kListDir, paths[3].c_str()), 0);
+    ASSERT_EQ(playlistSelect(ListTypeDir, paths[3].c_str()), 0);
     EXPECT_EQ(playlistPeekAuto(&peeked, &version), -1) << "sequence ends after the last track";
     // A command on the track still heard puts the cursor back on it.
-    ASSERT_EQ(playlistSelect(kListDir, paths[0].c_str()), 0);
+    ASSERT_EQ(playlistSelect(ListTypeDir, paths[0].c_str()), 0);
     EXPECT_EQ(step(kStepAuto), paths[1]);
     ASSERT_EQ(playlistReturnTo(paths[0]), 0);
     EXPECT_EQ(step(kStepNext), paths[1]) << "next from the heard track, not from the one after it";
@@ -116,9 +116,9 @@ TEST_F(PlaylistTest, PlayingListIsACopyThatSetPlayDirDoesNotDisturb) {
     EXPECT_EQ(step(kStepNext), paths[1]);
     // A file outside the folder list brings its own folder in; a refused path changes
     // nothing.
-    ASSERT_EQ(playlistSelect(kListDir, (mScratch.path() + "/other/x.mp3").c_str()), 0);
+    ASSERT_EQ(playlistSelect(ListTypeDir, (mScratch.path() + "/other/x.mp3").c_str()), 0);
     EXPECT_EQ(playlistPlayingCount(), 1);
-    EXPECT_EQ(playlistSelect(kListDir, (mDir + "/absent.mp3").c_str()), -1);
+    EXPECT_EQ(playlistSelect(ListTypeDir, (mDir + "/absent.mp3").c_str()), -1);
     EXPECT_EQ(playlistPlayingCount(), 1);
 }
 

@@ -3,8 +3,8 @@
 // the front end's status code.
 #include "base/device_paths.h"
 #include "scratch_dir.h"
-#include "service/commands.h"
-#include "service/wire.h"
+#include "service/client/commands.h"
+#include "service/client/wire.h"
 #include "service_runner.h"
 #include "status/track_dump.h"
 #include "wait_until.h"

@@ -3,7 +3,7 @@
 #include "../support/wait_until.h"
 #include "base/device_paths.h"
 #include "build_program.h"
-#include "service/commands.h"
+#include "service/client/commands.h"
 #include "status/track_dump.h"
 
 #include <cjson/cJSON.h>

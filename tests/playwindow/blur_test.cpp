@@ -1,6 +1,6 @@
 // The fast blur against the plain oracle, and images that a blur must leave alone.
 #include "blur_oracle.h"
-#include "playwindow/fast_gaussian_blur.h"
+#include "playwindow/blur/fast_gaussian_blur.h"
 
 #include <gtest/gtest.h>
 

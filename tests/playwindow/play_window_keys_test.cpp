@@ -2,7 +2,7 @@
 // SDL's timer thread, volume steps, the play mode cycle, toggling, leaving, the popup
 // menu, and the keys that a paused track or a suspended system ignores.
 #include "player_fixture.h"
-#include "playwindow/music_play_window.h"
+#include "playwindow/screen/music_play_window.h"
 
 #include <chrono>
 

@@ -3,8 +3,8 @@
 // canvas; the screen's lifetime; and screenshots of the committed skin compared with
 // references (which also show the waveform).
 #include "player_fixture.h"
-#include "playwindow/music_play_window.h"
-#include "playwindow/play_window_internal.h"
+#include "playwindow/screen/music_play_window.h"
+#include "playwindow/screen/play_window_internal.h"
 
 #include <filesystem>
 

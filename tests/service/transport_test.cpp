@@ -1,7 +1,8 @@
 // What a pressed row sends to the service and when the now-playing screen opens, against
 // the service double on the real socket.
 #include "player_fixture.h"
-#include "service/music_file_action.h"
+#include "service/file_actions/music_file_action.h"
+#include "service/actions/transport_rows.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 // wrappers make of an answer, and set_play_dir waiting for a service that scans slowly.
 #include "base/fd_io.h"
 #include "fake_service.h"
-#include "service/commands.h"
-#include "service/frame.h"
-#include "service/wire.h"
+#include "service/client/commands.h"
+#include "service/protocol/frame.h"
+#include "service/client/wire.h"
 #include "wait_until.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "fake_service.h"
 
 #include "base/fd_io.h"
-#include "service/frame.h"
+#include "service/protocol/frame.h"
 
 #include <cjson/cJSON.h>
 #include <cstring>

@@ -6,19 +6,21 @@
 // includes it links the screens' libraries itself.
 #pragma once
 
-#include "app/config.h"
-#include "app/globals.h"
-#include "app/language_table.h"
+#include "app/shared/config.h"
+#include "app/shared/screen_state.h"
+#include "app/shared/language_table.h"
 #include "base/device_paths.h"
 #include "base/files.h"
 #include "fake_service.h"
 #include "scratch_dir.h"
 #include "screen_fixture.h"
-#include "service/commands.h"
-#include "service/transport_actions.h"
+#include "service/client/commands.h"
+#include "service/file_actions/library_refresh.h"
+#include "service/file_actions/play_request.h"
+#include "shmvar.h"
 #include "status/music_status.h"
-#include "visualiser/effect_catalogue.h"
-#include "visualiser/spectrum.h"
+#include "visualiser/effects/effect_catalogue.h"
+#include "visualiser/spectrum/spectrum.h"
 #include "wait_until.h"
 #include "zmenu.h"
 

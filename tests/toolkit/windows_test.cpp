@@ -1,6 +1,6 @@
 // The list, popup, dialog and settings screens on the skin, each against its committed
 // picture.
-#include "app/language_table.h"
+#include "app/shared/language_table.h"
 #include "menu_glue.h"
 #include "scratch_dir.h"
 #include "screen_fixture.h"

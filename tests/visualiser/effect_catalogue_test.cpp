@@ -2,7 +2,7 @@
 // into range, stepping around, kinds by name, and an empty catalogue that must never
 // lead outside the table.
 #include "scratch_dir.h"
-#include "visualiser/effect_catalogue.h"
+#include "visualiser/effects/effect_catalogue.h"
 
 #include <gtest/gtest.h>
 

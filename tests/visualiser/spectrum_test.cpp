@@ -2,7 +2,7 @@
 // buffer (band mapping, the log step, silence), and the thread against a real tap file.
 #include "base/device_paths.h"
 #include "scratch_dir.h"
-#include "visualiser/spectrum.h"
+#include "visualiser/spectrum/spectrum.h"
 #include "wait_until.h"
 
 #include <gtest/gtest.h>

@@ -1,0 +1,3 @@
+#include "service/file_actions/library_refresh.h"
+
+bool gNeedToRefreshIndex = false;
