@@ -1,5 +1,6 @@
 #include "library/music_album_window.h"
 
+#include "app/shared/language_table.h"
 #include "app/shared/screen_state.h"
 #include "base/device_paths.h"
 #include "playwindow/screen/music_play_window.h"
@@ -31,7 +32,7 @@ void openPlayWindow() {
 }
 
 void openQuitDialog() {
-    auto* dialog = new DialogWindow(8, 11, false, new QuitAction(), nullptr);
+    auto* dialog = new DialogWindow(kLangMusic, kLangQuitQuestion, false, new QuitAction(), nullptr);
     dialog->init();
     std::vector<ZelmorWindow*>* windows = gWinList ? gWinList : &gUIWindows;
     windows->push_back(dialog);
@@ -60,7 +61,7 @@ bool rowIsFile(TextMenuItem* item, const std::string& filename) {
 
 } // namespace
 
-MusicAlbumWindow::MusicAlbumWindow(const char* startDir) : ZelmorWindow(8, 0), mMenu(startDir) {
+MusicAlbumWindow::MusicAlbumWindow(const char* startDir) : ZelmorWindow(kLangMusic, 0), mMenu(startDir) {
     SDL_Rect rect = {0, 80, 1280, 560};
     mMenu.setRect(rect);
     mMenu.mDisplayFlags[0] = 0;
@@ -95,7 +96,7 @@ int MusicAlbumWindow::draw() {
         DrawString(gNavFont, SDL_Rect{150, 0, 1090, 80}, trail.c_str(), dim, 0, false, false);
     }
     int x = drawStatBar(0);
-    draw_stat_icon_item_left(mTipsSelect, x, 650, getLangStr(27));
+    draw_stat_icon_item_left(mTipsSelect, x, 650, getLangStr(kLangPlaying));
     mMenu.draw();
     return 0;
 }

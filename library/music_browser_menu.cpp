@@ -1,5 +1,6 @@
 #include "library/music_browser_menu.h"
 
+#include "app/shared/language_table.h"
 #include "app/shared/screen_state.h"
 #include "service/actions/transport_rows.h"
 #include "service/client/commands.h"
@@ -104,7 +105,7 @@ void MusicBrowserMenu::draw() {
     int count = getListNum();
     if (count <= 0) {
         // Also while the first rows are still being read.
-        DrawString(gListFontTxt, mRect, getLangStr(9), gListColorTxt, 1, false, false);
+        DrawString(gListFontTxt, mRect, getLangStr(kLangEmptyLibrary), gListColorTxt, 1, false, false);
         return;
     }
     FileBrowserMenu::draw();

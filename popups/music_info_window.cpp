@@ -2,12 +2,13 @@
 
 #include "popups/list_screen.h"
 
+#include "app/shared/language_table.h"
 #include "app/shared/screen_state.h"
 #include "status/music_status.h"
 
 #include <string>
 
-MusicInfoWindow::MusicInfoWindow() : ZelmorWindow(21, -1), mRowA(nullptr), mRowN(nullptr) {}
+MusicInfoWindow::MusicInfoWindow() : ZelmorWindow(kLangMusicInformation, -1), mRowA(nullptr), mRowN(nullptr) {}
 
 MusicInfoWindow::~MusicInfoWindow() {
     delete mRowN;
@@ -52,8 +53,8 @@ int popup_info_window(void*) {
     // The file's own name, suffix included, even when it is empty.
     size_t slash = filename.rfind('/');
     if (slash != std::string::npos)
-        addRow(22, filename.substr(slash + 1));
-    const std::pair<int, const std::string*> tags[] = {{23, &artist}, {24, &album}, {25, &genre}, {26, &year}};
+        addRow(kLangMusicName, filename.substr(slash + 1));
+    const std::pair<int, const std::string*> tags[] = {{kLangArtist, &artist}, {kLangAlbum, &album}, {kLangGenre, &genre}, {kLangYear, &year}};
     for (const auto& tag : tags) {
         if (!tag.second->empty())
             addRow(tag.first, *tag.second);

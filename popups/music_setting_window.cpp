@@ -3,6 +3,7 @@
 #include "popups/list_screen.h"
 
 #include "app/shared/config.h"
+#include "app/shared/language_table.h"
 #include "app/shared/screen_state.h"
 #include "service/client/commands.h"
 #include "zcommon.h"
@@ -26,7 +27,7 @@ int storeSwitch(bool* setting, bool value) {
 } // namespace
 
 MusicSettingWindow::MusicSettingWindow()
-    : ZelmorWindow(10, -1), mLeftArrowA(nullptr), mLeftArrowN(nullptr), mRightArrowA(nullptr),
+    : ZelmorWindow(kLangSettings, -1), mLeftArrowA(nullptr), mLeftArrowN(nullptr), mRightArrowA(nullptr),
       mRightArrowN(nullptr), mTextField(nullptr), mRowA(nullptr), mRowN(nullptr), mSwitchOn(nullptr),
       mSwitchOff(nullptr) {}
 
@@ -121,15 +122,15 @@ int popup_setting_window(void*) {
 
     window->mSettingMenu.insertSettingItem(new SettingValueItem(
         window->mRowA, window->mRowN, window->mLeftArrowA, window->mLeftArrowN, window->mRightArrowA,
-        window->mRightArrowN, window->mTextField, 28, nullptr, new VolumeValueHandler()));
+        window->mRightArrowN, window->mTextField, kLangVolume, nullptr, new VolumeValueHandler()));
     struct SwitchRow {
         int labelId;
         SwitchHandler* handler;
     };
     const SwitchRow switches[] = {
-        {29, new CoverBackgroundHandler()},
-        {30, new VisualizationHandler()},
-        {31, new BackgroundPlayHandler()},
+        {kLangCoverBackground, new CoverBackgroundHandler()},
+        {kLangVisualization, new VisualizationHandler()},
+        {kLangBackgroundPlay, new BackgroundPlayHandler()},
     };
     for (const SwitchRow& row : switches)
         window->mSettingMenu.insertSettingItem(new SettingSwitchItem(window->mRowA, window->mRowN, window->mSwitchOn,

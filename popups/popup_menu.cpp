@@ -1,5 +1,6 @@
 #include "popups/popup_menu.h"
 
+#include "app/shared/language_table.h"
 #include "app/shared/screen_state.h"
 #include "base/device_paths.h"
 #include "popups/music_info_window.h"
@@ -20,17 +21,18 @@ void openPopupMenu(int (*playPause)(void*), void* playPauseArg) {
         int textId;
         int (*function)(void*);
         void* argument;
+        bool leavesMusicOn; // quitting with the music going on
     };
     const RowSpec rows[] = {
-        {31, quit_player, nullptr},
-        {32, stop_quit_player, nullptr},
-        {20, playPause, playPauseArg},
-        {21, popup_info_window, nullptr},
-        {10, popup_setting_window, nullptr},
+        {kLangBackgroundPlay, quit_player, nullptr, true},
+        {kLangStopAndQuit, stop_quit_player, nullptr, false},
+        {kLangPlayPause, playPause, playPauseArg, false},
+        {kLangMusicInformation, popup_info_window, nullptr, false},
+        {kLangSettings, popup_setting_window, nullptr, false},
     };
     int count = 0;
     for (const RowSpec& row : rows) {
-        if (row.textId == 31 && headset)
+        if (row.leavesMusicOn && headset)
             continue;
         menu->insertItem(new TextMenuItem(getLangStr(row.textId), nullptr,
                                           new GeneralAction(row.function, row.argument), true));
@@ -41,7 +43,7 @@ void openPopupMenu(int (*playPause)(void*), void* playPauseArg) {
     SDL_Rect rect = count == 5 ? SDL_Rect{338, 208, 604, 304} : SDL_Rect{338, 233, 604, 254};
     menu->updateRectAndNum(rect, count);
 
-    auto* popup = new PopUpWindow(21, menu, "skin/bg-menu-06.png");
+    auto* popup = new PopUpWindow(kLangMusicInformation, menu, "skin/bg-menu-06.png");
     popup->FloatWindow::init();
     std::vector<ZelmorWindow*>* windows = gWinList ? gWinList : &gUIWindows;
     windows->push_back(popup);

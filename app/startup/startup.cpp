@@ -76,7 +76,7 @@ void drawQuittingFrame() {
         return;
     for (int i = 0; i < 2; ++i) {
         gBackground->blit(nullptr, nullptr, 1, nullptr);
-        DrawString(gListFontTxt, SDL_Rect{0, 0, 1280, 720}, getLangStr(3), gListColorTxt, 1, false, false);
+        DrawString(gListFontTxt, SDL_Rect{0, 0, 1280, 720}, getLangStr(kLangQuitting), gListColorTxt, 1, false, false);
         ScreenUpdateAndFlip();
     }
 }

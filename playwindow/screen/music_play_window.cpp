@@ -2,6 +2,7 @@
 // leaving the screen start and stop, and the loading of a visual effect's images.
 #include "playwindow/screen/music_play_window.h"
 
+#include "app/shared/language_table.h"
 #include "base/device_paths.h"
 #include "playwindow/screen/play_window_internal.h"
 #include "visualiser/effects/effect_catalogue.h"
@@ -14,7 +15,6 @@
 
 namespace {
 
-constexpr int kTitleMusic = 8;
 constexpr int kKindPlayWindow = 1;
 constexpr int kScreenWidth = 1280;
 constexpr int kScreenHeight = 720;
@@ -51,7 +51,7 @@ const char* getUserCoverPath(std::string path) {
 }
 
 MusicPlayWindow::MusicPlayWindow(int listType, bool playing, bool showIdleMessage)
-    : ZelmorWindow(kTitleMusic, kKindPlayWindow), mCover(nullptr), mCoverBlur(nullptr) {
+    : ZelmorWindow(kLangMusic, kKindPlayWindow), mCover(nullptr), mCoverBlur(nullptr) {
     // Skin images, in the order a theme is expected to provide them.
     mDefaultCover = loadSkin("skin/cover-default.png");
     mBgMask = loadSkin("skin/bg-mask.png");

@@ -4,6 +4,7 @@
 #include "playwindow/screen/music_play_window.h"
 
 #include "app/shared/config.h"
+#include "app/shared/language_table.h"
 #include "app/shared/screen_state.h"
 #include "base/device_paths.h"
 #include "playwindow/blur/fast_gaussian_blur.h"
@@ -32,8 +33,6 @@ constexpr int kArtistY = 200;
 constexpr int kProgressY = 274;
 constexpr int kTimeY = 300;
 constexpr int kTotalX = 1141;
-constexpr int kLangNothingPlaying = 18;
-constexpr int kLangUnknownArtist = 19;
 
 void blitAt(ZelmorSurface* surface, int x, int y) {
     if (!surface)
