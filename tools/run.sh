@@ -62,7 +62,6 @@ done
 
 # The player runs in the checkout's root, its application folder with skin/.
 player="$dir/musicplayer"
-[ -x "$player" ] || player="$dir/app/musicplayer"
 set +e
 "$player" "$@"
 result=$?
