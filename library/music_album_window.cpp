@@ -38,23 +38,6 @@ void openQuitDialog() {
     windows->push_back(dialog);
 }
 
-// Where the list is, for the title bar: the folders below the library's root, joined
-// with arrows; empty at the root.
-std::string folderTrail(const char* current) {
-    std::string dir = current ? current : "";
-    std::string root = gUserPath;
-    while (root.size() > 1 && root.back() == '/')
-        root.pop_back();
-    if (dir == root)
-        return std::string();
-    if (dir.compare(0, root.size() + 1, root + "/") == 0)
-        dir = dir.substr(root.size() + 1);
-    std::string trail = "\xE2\x80\xBA  "; // a single right-pointing angle quotation mark
-    for (char c : dir)
-        trail += c == '/' ? std::string("  \xE2\x80\xBA  ") : std::string(1, c);
-    return trail;
-}
-
 bool rowIsFile(TextMenuItem* item, const std::string& filename) {
     return item && static_cast<MusicTextMenuItem*>(item)->mItemPath == filename;
 }
@@ -90,11 +73,6 @@ int MusicAlbumWindow::draw() {
     if (gBackground)
         gBackground->blit(nullptr, nullptr, 1, nullptr);
     drawNavBar(0);
-    std::string trail = folderTrail(mMenu.getCurrentDir());
-    if (!trail.empty()) {
-        SDL_Color dim = {gListColorTxt.r, gListColorTxt.g, gListColorTxt.b, 170};
-        DrawString(gNavFont, SDL_Rect{150, 0, 1090, 80}, trail.c_str(), dim, 0, false, false);
-    }
     int x = drawStatBar(0);
     draw_stat_icon_item_left(mTipsSelect, x, 650, getLangStr(kLangPlaying));
     mMenu.draw();

@@ -122,6 +122,7 @@ FileBrowserMenu::FileBrowserMenu(const char* root, const char* startDir, const c
 }
 
 FileBrowserMenu::~FileBrowserMenu() {
+    zwForgetTrailOwner(this, nullptr);
     cancelLoads();
     for (Row& row : mRows)
         delete row.item;
@@ -238,6 +239,7 @@ void FileBrowserMenu::runLoad(const LoadRequest& request) {
             retireRowsLocked();
             mRows.reserve(sorted.size());
             mRowNames = sharedNames;
+            mShownDir = dir;
             mSelected = 0;
             mFirstVisible = 0;
             replaced = true;
@@ -283,6 +285,15 @@ void FileBrowserMenu::runLoad(const LoadRequest& request) {
         return;
     for (Row& row : pending)
         delete row.item;
+}
+
+std::string FileBrowserMenu::rootDir() {
+    return mRoot; // set once, at construction
+}
+
+std::string FileBrowserMenu::shownDir() {
+    ZwLock guard(&mCursorLock);
+    return mShownDir;
 }
 
 const char* FileBrowserMenu::getCurrentDir() {
@@ -583,5 +594,6 @@ int FileBrowserMenu::eventHandling() {
 void FileBrowserMenu::draw() {
     noteWindowThread();
     syncItemVector();
+    zwNoteBrowserDrawn(this, [](FileBrowserMenu* browser) { return zwNavTrail(browser->rootDir(), browser->shownDir()); });
     TextMenuDrawer::draw();
 }

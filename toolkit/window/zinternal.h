@@ -69,6 +69,21 @@ private:
     pthread_mutex_t* mMutex;
 };
 
+// The window whose draw the loop is running; null outside the loop's drawing.
+extern ZelmorWindow* gZwDrawingWindow;
+class FileBrowserMenu;
+// The title bar's folder trail: for a browser's root and the folder it shows, the
+// folders below the root ("› Sub › Folder"); empty at the root. A folder outside the
+// root shows its whole path.
+std::string zwNavTrail(const std::string& root, const std::string& dir);
+// Draws the trail of the window's browser in its title bar, if it has one.
+void zwDrawNavTrail(ZelmorWindow* window);
+// A browser draws inside the window being drawn, which makes it that window's; trailOf
+// gives a browser's trail at the moment the title bar is drawn.
+void zwNoteBrowserDrawn(FileBrowserMenu* browser, std::string (*trailOf)(FileBrowserMenu* browser));
+// A browser or a window goes away (either may be null).
+void zwForgetTrailOwner(FileBrowserMenu* browser, ZelmorWindow* window);
+
 // Draws a surface at its natural size with its top left corner at x, y; null draws nothing.
 void zwBlitAt(ZelmorSurface* surface, int x, int y);
 

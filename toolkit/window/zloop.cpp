@@ -77,7 +77,9 @@ void add2PopupList(ZelmorWindow* window) {
 }
 
 ZelmorWindow::ZelmorWindow(int titleId, int kind) : mTitleId(titleId), mKind(kind) {}
-ZelmorWindow::~ZelmorWindow() {}
+ZelmorWindow::~ZelmorWindow() {
+    zwForgetTrailOwner(nullptr, this);
+}
 int ZelmorWindow::eventHandling() {
     return wait_event(nullptr);
 }
@@ -109,8 +111,11 @@ void drawStack(std::vector<ZelmorWindow*>& windows) {
     size_t base = windows.size() - 1;
     while (base > 0 && windows[base]->isFloating())
         --base;
-    for (size_t i = base; i < windows.size(); ++i)
+    for (size_t i = base; i < windows.size(); ++i) {
+        gZwDrawingWindow = windows[i];
         windows[i]->draw();
+    }
+    gZwDrawingWindow = nullptr;
 }
 
 } // namespace

@@ -209,6 +209,10 @@ public:
 
     void LoadDir();
     const char* getCurrentDir();
+    // The library's root, and the folder whose rows are shown now (empty before the
+    // first rows): what the title bar's trail names.
+    std::string rootDir();
+    std::string shownDir();
     // Enters a folder and reads it on the calling thread; the cursor goes to the row of
     // focusPath when given.
     void enterFolder(const std::string& path, const std::string& focusPath);
@@ -284,6 +288,7 @@ protected:
 
     std::string mRoot;
     std::string mCurrentDir;
+    std::string mShownDir; // the folder of mRows
     std::vector<Row> mRows;
     // Names of the entries of the current rows' folder; shared with the load that made
     // them, which reads it without the lock.

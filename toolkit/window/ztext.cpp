@@ -181,6 +181,7 @@ int ZelmorWindow::drawNavBar(int) {
         return 0;
     fillBar(sNavBar, 0);
     DrawString(gNavFont, SDL_Rect{40, 0, 900, 80}, getTitle(), gListColorTxt, 0, false, false);
+    zwDrawNavTrail(this);
     return 0;
 }
 
