@@ -127,7 +127,8 @@ cmake -S . -B "$out/device" -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TY
 cmake --build "$out/device" -j"$jobs"
 
 # What goes into the application folder on the device: the programs wherever the build
-# put them, the skin without its SVG sources, and the volume message script.
+# put them, the skin without its SVG sources, the language files, and the volume message
+# script.
 package=$out/device/package
 rm -rf "$package" && mkdir -p "$package"
 built() {
@@ -141,6 +142,7 @@ service=$(built musicservice)
 if [ -n "$service" ]; then cp "$service" "$package/"; fi
 cp -r skin "$package/skin"
 rm -rf "$package/skin/src"
+cp -r lang "$package/lang"
 volume_script=$(find . -path './build*' -prune -o -path './.git' -prune -o -type f -name show_music_volume_msg.sh -print | head -n 1)
 if [ -n "$volume_script" ]; then cp "$volume_script" "$package/"; fi
 file "$package/musicplayer" 2>/dev/null || true

@@ -1,5 +1,6 @@
 // The program's own texts in the toolkit's language table: their ids and their default
-// (English) texts. Translations come from the toolkit's language files.
+// (English) texts. Their translations are in the language files under lang/, which the
+// toolkit reads in initLang.
 #pragma once
 
 // Language ids. 0 to 7 are the toolkit's; the program uses one of them.
@@ -33,6 +34,5 @@ enum LangId {
 };
 
 // Appends the program's 25 default texts behind the toolkit's eight, so that they take
-// ids 8 to 32, and registers their translations. Called once during start-up, before
-// initLang.
+// ids 8 to 32. Called once during start-up, before initLang.
 void appendDefaultStrings();

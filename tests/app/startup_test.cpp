@@ -55,6 +55,8 @@ TEST(Startup, SingleFilePlaysInItsDirectoryOrTheLibrary) {
                           request("set_play_dir", "/media/lib"), request("play_file_in_dir", "song.flac")}));
 }
 
+// The translations come from the language file in the application's folder (here the
+// checkout, as the theme's folder).
 TEST(Startup, ProgramTextsFollowTheToolkitsAndTranslationsReplaceThem) {
     gDefaultStringList.resize(8);
     appendDefaultStrings();
@@ -62,10 +64,12 @@ TEST(Startup, ProgramTextsFollowTheToolkitsAndTranslationsReplaceThem) {
     for (int language : {1, 0}) {
         SetKeyShm(&gShmInfo, kShmKeyLanguage, language);
         loadSystemState(&gShmInfo, nullptr);
+        gThemePath = const_cast<char*>(MP_TEST_SOURCE_DIR);
         initLang();
         EXPECT_STREQ(getLangStr(8), language ? "\xE9\x9F\xB3\xE4\xB9\x90" : "Music");
+        EXPECT_STREQ(getLangStr(3), language ? "\xE6\xAD\xA3\xE5\x9C\xA8\xE9\x80\x80\xE5\x87\xBA..." : "Quitting...");
     }
-    EXPECT_STREQ(getLangStr(3), "Quitting...");
     EXPECT_STREQ(getLangStr(32), "Stop And Quit Player");
+    gThemePath = nullptr;
     gDefaultStringList.resize(8);
 }

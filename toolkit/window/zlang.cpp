@@ -1,7 +1,9 @@
-// The language table: the toolkit's eight defaults, the program's appended ones, and a
-// translation chosen by the system language.
+// The language table: the toolkit's eight defaults, the program's appended ones, and the
+// translations of the system language, read from its language file.
 #include "zinternal.h"
 
+#include <cstdlib>
+#include <cstring>
 #include <map>
 
 std::vector<std::string> gDefaultStringList = {
@@ -13,32 +15,47 @@ int gZwLanguage = 0; // 0 English, 1 Simplified Chinese; set by loadSystemState
 namespace {
 
 std::map<int, std::string> sTranslation;
-// Texts that the program registered for a language, by language and id.
-std::map<std::pair<int, int>, std::string> sRegistered;
 
-// The toolkit's own ids 0 to 7 in Simplified Chinese.
-const char* const kToolkitChinese[] = {
-    "确定", "取消", "返回", "正在退出...", "加载中...", "确认", "是", "否",
-};
+// The language file of each language: none for English, whose texts are the defaults.
+const char* languageFile(int language) {
+    return language == 1 ? "lang/zh_CN.lang" : nullptr;
+}
+
+// Lines "id=text"; '#' starts a comment line. Anything else is skipped.
+void readLanguageFile(FILE* file) {
+    char line[1024];
+    while (fgets(line, sizeof(line), file)) {
+        char* end = line + strcspn(line, "\r\n");
+        *end = '\0';
+        char* equals = strchr(line, '=');
+        if (line[0] == '#' || !equals || equals == line)
+            continue;
+        char* afterId = nullptr;
+        long id = strtol(line, &afterId, 10);
+        if (afterId != equals || id < 0 || id > 100000)
+            continue;
+        sTranslation[static_cast<int>(id)] = equals + 1;
+    }
+}
 
 } // namespace
 
-void addLangTranslation(int language, int id, const char* text) {
-    if (text)
-        sRegistered[{language, id}] = text;
-}
-
 void initLang() {
     sTranslation.clear();
-    if (gZwLanguage == 1) {
-        int id = 0;
-        for (const char* text : kToolkitChinese)
-            sTranslation[id++] = text;
+    const char* name = languageFile(gZwLanguage);
+    if (!name)
+        return;
+    // Searched as the skin images are: the theme's folder, then the application's.
+    std::string themed = std::string(gThemePath ? gThemePath : "./") + "/" + name;
+    FILE* file = fopen(themed.c_str(), "r");
+    if (!file)
+        file = fopen(name, "r");
+    if (!file) {
+        tprintf("language file %s not found\n", name);
+        return;
     }
-    for (const auto& entry : sRegistered) {
-        if (entry.first.first == gZwLanguage)
-            sTranslation[entry.first.second] = entry.second;
-    }
+    readLanguageFile(file);
+    fclose(file);
 }
 
 const char* getLangStr(int id) {

@@ -139,10 +139,6 @@ extern std::vector<ZelmorWindow*>* gWinList;
 extern std::vector<std::string> gDefaultStringList;
 void initLang();
 const char* getLangStr(int id);
-// Not part of the device's toolkit, which reads the system's language files: the
-// stand-in takes the translations of the program's ids from the program, registered
-// before initLang. Language 0 is English, 1 Simplified Chinese.
-void addLangTranslation(int language, int id, const char* text);
 
 // Network monitor of the device; the stand-in only logs.
 void rx_wifi_monitor_start();
