@@ -36,7 +36,8 @@ public:
     ZelmorSurface* mShowPause;
 };
 
-// 1 while a loader thread fills a list.
+// 1 while a loader thread "rombrowser" fills a list: set by the window thread before it
+// starts one, cleared by the loader when done (release store, acquire load).
 extern std::atomic<unsigned char> sLoading;
 
 // Body of the loader thread "rombrowser": fills the menu and centres the current track.

@@ -4,6 +4,7 @@
 // s_curEffectIndex, the selected visual effect, belongs to the effect catalogue.
 #include "visualiser/effects/effect_catalogue.h"
 
+// Read and written by the window thread alone, and so is the file after start-up.
 extern bool gCoverBackground;
 extern bool gVisualization;
 extern bool gBackgroundPlay;

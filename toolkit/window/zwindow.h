@@ -125,7 +125,8 @@ int draw_stat_icon_item_left(ZelmorSurface* icon, int x, int y, const char* labe
 void init_shared_skin();
 void uninit_shared_skin();
 
-// Skin globals published by the toolkit.
+// Skin globals published by the toolkit; like every window, surface and font, they
+// belong to the window thread.
 extern ZelmorSurface* gBackground;
 extern ZelmorSurface* gIconFolder;
 extern _TTF_Font* gListFontTxt;

@@ -14,6 +14,8 @@ enum {
     kVisTypeWave = 2,
 };
 
+// All of this is touched by the window thread alone.
+
 // Folder names in readdir order; unused entries are zero.
 extern char s_visEffects[kVisEffectsMax][kVisNameBytes];
 extern int s_visEffectsCount;

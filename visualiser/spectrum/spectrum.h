@@ -14,6 +14,11 @@ constexpr int kSpectrumBands = 48;
 // Floor of a band with no energy: a denormal just above zero.
 constexpr double kSpectrumFloor = 1.7e-308;
 
+// The tap mapping, the transform buffers and the plan: set up and torn down by the window
+// thread (initVisualizer, stopVisualizer) while the analysis thread is not running, used
+// by that thread alone in between. s_fft_value and s_fft_peak: written by the analysis
+// thread, copied by the window thread, both under sFFTLock, which is held for copies and
+// the peak decay only and never together with the status record's lock.
 extern const int16_t* s_shm_wave;
 extern fftw_complex* s_in;
 extern fftw_complex* s_out;
