@@ -5,6 +5,8 @@
 #include "popups/music_setting_window.h"
 #include "popups/popup_menu.h"
 
+#include <cjson/cJSON.h>
+
 namespace {
 
 void* sPlayPauseArgument = nullptr;
@@ -61,8 +63,8 @@ TEST_F(PopupsTest, FiveRowsWithoutAHeadsetAndFourWithOne) {
         EXPECT_EQ(labels, std::vector<std::string>(rows.begin() + headset, rows.end()));
         sPlayPauseArgument = nullptr;
         for (int i = headset; i < 2; ++i)
-            pressAndStep(SDLK_DOWN);
-        pressAndStep(SDLK_RETURN);
+            press(SDLK_DOWN);
+        press(SDLK_RETURN);
         EXPECT_EQ(sPlayPauseArgument, &argument);
         EXPECT_EQ(gUIWindows.size(), 1u);
     }
@@ -96,19 +98,19 @@ TEST_F(PopupsTest, SettingsActAndSaveWholeAtOnce) {
     gBackgroundPlay = true;
     s_curEffectIndex = 2;
     ASSERT_NE(show<MusicSettingWindow>(popup_setting_window), nullptr);
-    pressAndStep(SDLK_RIGHT);
+    press(SDLK_RIGHT);
     EXPECT_EQ(saved(), "1|1|1|2|80|");
-    pressAndStep(SDLK_LEFT);
-    pressAndStep(SDLK_LEFT);
+    press(SDLK_LEFT);
+    press(SDLK_LEFT);
     EXPECT_EQ(saved(), "1|1|1|2|60|");
     // Cover background, visualisation and background play off.
     for (SDL_Keycode key : {SDLK_DOWN, SDLK_RETURN, SDLK_DOWN, SDLK_RIGHT, SDLK_DOWN, SDLK_LEFT})
-        pressAndStep(key);
+        press(key);
     EXPECT_EQ(saved(), "0|0|0|2|60|");
-    EXPECT_EQ(pressAndStep(SDLK_ESCAPE), kWinResultClose);
+    EXPECT_EQ(press(SDLK_ESCAPE), kWinResultClose);
 
     gMusicVolume = 0;
     VolumeValueHandler().changeValue(kKeyLeft);
     EXPECT_EQ(gMusicVolume, 0);
-    EXPECT_EQ(numbers("set_volume", "volume"), (std::vector<int>{80, 70, 60, 1}));
+    EXPECT_EQ(sent("set_volume", "volume"), (std::vector<std::string>{"80", "70", "60", "1"}));
 }

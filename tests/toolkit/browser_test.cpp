@@ -23,15 +23,7 @@ protected:
         setZelmorWindowFps(60, 60);
     }
     void TearDown() override { SDL_Quit(); }
-    // Empty files and (names ending in "/") folders under the scratch folder.
-    void make(const std::vector<std::string>& names) {
-        for (const std::string& name : names) {
-            if (name.back() == '/')
-                makeDirs(root + "/" + name);
-            else
-                writeFile(root + "/" + name, "");
-        }
-    }
+    void make(const std::vector<std::string>& names) { makeEntries(root, names); }
     ScratchDir dir{"browser"};
     std::string root = dir.path();
 };
