@@ -9,12 +9,6 @@
 
 namespace {
 
-void* sPlayPauseArgument = nullptr;
-int recordingPlayPause(void* argument) {
-    sPlayPauseArgument = argument;
-    return kWinResultClose;
-}
-
 class PopupsTest : public PlayerTest {
 protected:
     void SetUp() override {
@@ -45,28 +39,18 @@ protected:
 
 } // namespace
 
-// With a headset the background play row goes; Play/Pause runs with the screen's argument
-// and closes the menu.
+// With a headset the background play row goes. (What the rows do is seen where the
+// library and the now-playing screen use them.)
 TEST_F(PopupsTest, FiveRowsWithoutAHeadsetAndFourWithOne) {
     const std::vector<std::string> rows = {"Background Play", "Stop And Quit Player", "Play/Pause",
                                            "Music Information", "Settings"};
-    int argument = 0;
     for (int headset : {0, 1}) {
         if (headset)
             writeFile(MP_BTDEV_ADDR_FILE, "00:11:22:33:44:55");
-        openPopupMenu(recordingPlayPause, &argument);
+        openPopupMenu(nullptr, nullptr);
         auto* popup = dynamic_cast<PopUpWindow*>(gUIWindows.back());
         ASSERT_NE(popup, nullptr);
-        std::vector<std::string> labels;
-        for (int i = 0; i < popup->getMenu()->getListNum(); ++i)
-            labels.push_back(popup->getMenu()->getItemByIndex(i)->getLabel());
-        EXPECT_EQ(labels, std::vector<std::string>(rows.begin() + headset, rows.end()));
-        sPlayPauseArgument = nullptr;
-        for (int i = headset; i < 2; ++i)
-            press(SDLK_DOWN);
-        press(SDLK_RETURN);
-        EXPECT_EQ(sPlayPauseArgument, &argument);
-        EXPECT_EQ(gUIWindows.size(), 1u);
+        EXPECT_EQ(rowLabels(*popup->getMenu()), std::vector<std::string>(rows.begin() + headset, rows.end()));
     }
 }
 

@@ -36,3 +36,10 @@ void expectScreen(const std::vector<ZelmorWindow*>& windows, const char* name) {
         windows[i]->draw();
     EXPECT_EQ(matchesReference(name, {kClockArea}), "") << name;
 }
+
+std::vector<std::string> rowLabels(TextMenuDrawer& menu) {
+    std::vector<std::string> labels;
+    for (int i = 0; i < menu.getListNum(); ++i)
+        labels.push_back(menu.getItemByIndex(i)->getLabel());
+    return labels;
+}

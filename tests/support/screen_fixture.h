@@ -3,6 +3,7 @@
 
 #include "screenshot.h"
 #include "zinternal.h"
+#include "zmenu.h"
 
 #include <gtest/gtest.h>
 
@@ -26,3 +27,6 @@ protected:
 // screens under it while it floats; then compares the screen with its reference, the
 // status bar's clock left out.
 void expectScreen(const std::vector<ZelmorWindow*>& windows, const char* name);
+
+// The labels of a list's rows, in order.
+std::vector<std::string> rowLabels(TextMenuDrawer& menu);
