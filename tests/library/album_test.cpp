@@ -56,12 +56,12 @@ TEST_F(AlbumTest, KeysSendTheirCommandsAndOpenTheNowPlayingScreen) {
     for (const auto& c : cases) {
         setStatus(c.path, c.state);
         gNeedToRefreshIndex = false;
-        pressAndStep(c.key);
+        press(c.key);
         const std::string which = SDL_GetKeyName(c.key) + (" " + c.state);
         EXPECT_EQ(gUIWindows.size(), c.opens ? 2u : 1u) << which;
         if (c.opens) {
             EXPECT_TRUE(playWindowOnTop());
-            EXPECT_EQ(pressOn(*album, SDLK_TAB), 0);
+            EXPECT_EQ(press(SDLK_TAB, album), 0);
             EXPECT_EQ(gUIWindows.size(), 2u) << which;
             closeTop();
         }
@@ -103,12 +103,12 @@ TEST_F(AlbumTest, MenuPlayPauseActsOnTheRowUnderTheCursor) {
     makeEntries(library, {"sub/"});
     album->mMenu.LoadDir(); // sub, t0, t1, ...
     album->mMenu.restorePos(4, 0, 5);
-    pressAndStep(SDLK_m);
+    press(SDLK_m);
     ASSERT_NE(dynamic_cast<PopUpWindow*>(gUIWindows.back()), nullptr);
     for (SDL_Keycode key : {SDLK_DOWN, SDLK_DOWN, SDLK_RETURN})
-        pressAndStep(key);
+        press(key);
     EXPECT_EQ(gUIWindows.size(), 1u) << "the row closes the popup";
-    EXPECT_NE(lastBody("play_file_in_dir").find("t3.mp3"), std::string::npos);
+    EXPECT_EQ(sent("play_file_in_dir", "path"), std::vector<std::string>{track(3)});
     setStatus(track(3), "playing");
     EXPECT_EQ(play_pause_player(album->mMenu.getItemByIndex(4)), kWinResultClose);
     EXPECT_EQ(play_pause_player(album->mMenu.getItemByIndex(0)), kWinResultClose);
@@ -117,14 +117,14 @@ TEST_F(AlbumTest, MenuPlayPauseActsOnTheRowUnderTheCursor) {
 }
 
 TEST_F(AlbumTest, BackAtTheRootAsksBeforeQuitting) {
-    EXPECT_EQ(pressAndStep(SDLK_ESCAPE), 0);
+    EXPECT_EQ(press(SDLK_ESCAPE), 0);
     ASSERT_EQ(gUIWindows.size(), 2u) << "the library never closes";
     ASSERT_NE(dynamic_cast<DialogWindow*>(gUIWindows.back()), nullptr);
-    pressAndStep(SDLK_ESCAPE); // declined
+    press(SDLK_ESCAPE); // declined
     EXPECT_EQ(gUIWindows.size(), 1u);
     setStatus(track(1), "playing");
-    pressAndStep(SDLK_ESCAPE);
-    EXPECT_EQ(pressAndStep(SDLK_RETURN), kWinResultQuit);
+    press(SDLK_ESCAPE);
+    EXPECT_EQ(press(SDLK_RETURN), kWinResultQuit);
     EXPECT_EQ(sent(), std::vector<std::string>{}) << "without a headset the music is left to shutdown";
     writeFile(MP_BTDEV_ADDR_FILE, "00:11:22:33:44:55");
     EXPECT_EQ(QuitAction().dowork(nullptr), kWinResultQuit);
@@ -135,14 +135,14 @@ TEST_F(AlbumTest, WhileSuspendingThePlayingTrackTakesTheScreen) {
     writeFile(MP_SYSTEM_SUSPEND_FILE, "");
     writeFile(MP_STAY_ALIVE_FILE, "1");
     setStatus(track(0), "paused");
-    pressAndStep(SDLK_y);
+    press(SDLK_y);
     EXPECT_NE(access(MP_STAY_ALIVE_FILE, F_OK), 0) << "nothing plays: the device may sleep";
     EXPECT_EQ(gUIWindows.size(), 1u);
     // The next pass of the library, for a key or a frame, hands over.
     setStatus(track(0), "playing");
-    pressAndStep(SDLK_y);
+    press(SDLK_y);
     ASSERT_TRUE(playWindowOnTop());
     closeTop();
-    pressAndStep(SDLK_TAB); // SELECT opens it first; the check then finds two windows
+    press(SDLK_TAB); // SELECT opens it first; the check then finds two windows
     EXPECT_TRUE(playWindowOnTop());
 }

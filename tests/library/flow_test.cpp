@@ -20,9 +20,9 @@ protected:
     }
     // Opens a row of the popup menu over the library.
     void popupRow(int row) {
-        pressAndStep(SDLK_m);
+        press(SDLK_m);
         for (int i = 0; i < row; ++i)
-            pressAndStep(SDLK_DOWN);
+            press(SDLK_DOWN);
     }
 };
 
@@ -42,12 +42,12 @@ TEST_F(FlowTest, BrowsePlayComeBackAndUseEveryPopupScreen) {
     expectScreen(gUIWindows, "library_root");
 
     // Into "Albums" (the first row), read on the loader thread.
-    pressAndStep(SDLK_RETURN);
+    press(SDLK_RETURN);
     ASSERT_TRUE(runUntil([&] { return album->mMenu.getListNum() == 11 && !album->mMenu.isLoading(); }));
 
     // The second track plays and the now-playing screen opens.
-    pressAndStep(SDLK_DOWN);
-    pressAndStep(SDLK_RETURN);
+    press(SDLK_DOWN);
+    press(SDLK_RETURN);
     ASSERT_EQ(gUIWindows.size(), 2u);
     EXPECT_EQ(gUIWindows.back()->mKind, 1);
     EXPECT_EQ(sentCommands(), (std::vector<std::string>{"set_play_dir", "play_file_in_dir"}));
@@ -60,38 +60,38 @@ TEST_F(FlowTest, BrowsePlayComeBackAndUseEveryPopupScreen) {
     // Meanwhile the list went to its end; back on the library the track is in view again,
     // as the first row of the page.
     album->mMenu.restorePos(10, 5, 10);
-    pressAndStep(SDLK_ESCAPE);
+    press(SDLK_ESCAPE);
     ASSERT_EQ(gUIWindows.size(), 1u);
     EXPECT_EQ(album->mMenu.mSelected, 1);
     EXPECT_EQ(album->mMenu.mFirstVisible, 1);
     expectScreen(gUIWindows, "library_playing");
 
-    pressAndStep(SDLK_m);
+    press(SDLK_m);
     ASSERT_EQ(gUIWindows.size(), 2u);
     expectScreen(gUIWindows, "popup_menu");
-    pressAndStep(SDLK_ESCAPE);
+    press(SDLK_ESCAPE);
 
     // Settings, and back to the library: the popup goes with the window it opened.
     popupRow(4);
-    pressAndStep(SDLK_RETURN);
+    press(SDLK_RETURN);
     ASSERT_NE(dynamic_cast<MusicSettingWindow*>(gUIWindows.back()), nullptr);
     gMusicVolume = 70;
     gVisualization = false;
     gBackgroundPlay = true;
     expectScreen(gUIWindows, "settings");
-    pressAndStep(SDLK_ESCAPE);
+    press(SDLK_ESCAPE);
     ASSERT_TRUE(runUntil([] { return gUIWindows.size() == 1; }));
 
     // Information about the track.
     popupRow(3);
-    pressAndStep(SDLK_RETURN);
+    press(SDLK_RETURN);
     ASSERT_NE(dynamic_cast<MusicInfoWindow*>(gUIWindows.back()), nullptr);
     expectScreen(gUIWindows, "information");
-    pressAndStep(SDLK_ESCAPE);
+    press(SDLK_ESCAPE);
     ASSERT_TRUE(runUntil([] { return gUIWindows.size() == 1; }));
 
     // Stop and quit: "stop" goes out while the track plays, and the loop ends.
     popupRow(1);
-    EXPECT_EQ(pressAndStep(SDLK_RETURN), kWinResultQuit);
+    EXPECT_EQ(press(SDLK_RETURN), kWinResultQuit);
     EXPECT_EQ(sentCommands(), (std::vector<std::string>{"set_play_dir", "play_file_in_dir", "stop"}));
 }

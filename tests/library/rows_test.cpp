@@ -43,10 +43,7 @@ TEST_F(RowsTest, SuffixesDecideFilesAndEveryFolderGetsARow) {
                           "c.wav", "d.ape", "e.wma", ".hidden.mp3", "x.mp3/", "Folder/", ".git/"});
     MusicBrowserMenu menu(nullptr);
     menu.LoadDir();
-    std::vector<std::string> labels;
-    for (int i = 0; i < menu.getListNum(); ++i)
-        labels.push_back(menu.getItemByIndex(i)->getLabel());
-    EXPECT_EQ(labels,
+    EXPECT_EQ(rowLabels(menu),
               (std::vector<std::string>{"Folder", "x.mp3", "a.b.dsf", "a.flac", "c.wav", "d.ape", "e.wma"}));
     // The folder named like a track is entered, not played.
     EXPECT_EQ(static_cast<MusicFileAction*>(row(menu, 1)->getAction())->mType, kActionTypeFolder);
@@ -87,7 +84,7 @@ TEST_F(RowsTest, TheLoaderBringsTheCurrentTrackToTheMiddleOfThePage) {
     makeEntries(library, {"t0.mp3", "t1.mp3", "t2.mp3"});
     EXPECT_EQ(loadWith(library + "/t2.mp3"), (Calls{{2, 0, 2}})) << "a short list shows all its rows";
     for (int i = 3; i < 20; ++i)
-        writeFile(library + "/t" + std::to_string(i) + ".mp3", "");
+        makeEntries(library, {"t" + std::to_string(i) + ".mp3"});
     EXPECT_EQ(loadWith(library + "/t1.mp3"), (Calls{{1, 0, 5}}));
     EXPECT_EQ(loadWith(library + "/t10.mp3"), (Calls{{10, 7, 12}}));
     EXPECT_EQ(loadWith(library + "/t19.mp3"), (Calls{{19, 16, 21}}))
@@ -102,11 +99,8 @@ TEST_F(RowsTest, TheLoaderBringsTheCurrentTrackToTheMiddleOfThePage) {
 // rows), the rows follow, and then the cursor goes to the track that plays.
 TEST_F(RowsTest, TheFirstFrameIsDrawnBeforeAHugeFolderIsLoaded) {
     const int count = 100000;
-    for (int i = 0; i < count; ++i) {
-        int fd = open((library + "/t" + std::to_string(i) + ".mp3").c_str(), O_CREAT | O_WRONLY, 0644);
-        ASSERT_GE(fd, 0);
-        close(fd);
-    }
+    for (int i = 0; i < count; ++i)
+        close(open((library + "/t" + std::to_string(i) + ".mp3").c_str(), O_CREAT | O_WRONLY, 0644));
     setStatus(library + "/t99990.mp3", "playing");
     auto* album = new MusicAlbumWindow(nullptr);
     gUIWindows.push_back(album);

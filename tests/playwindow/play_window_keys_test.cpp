@@ -3,6 +3,7 @@
 // menu, and the keys that a paused track or a suspended system ignores.
 #include "player_fixture.h"
 #include "playwindow/screen/music_play_window.h"
+#include "shmvar.h"
 
 #include <chrono>
 
@@ -23,7 +24,11 @@ protected:
         mWindow = new MusicPlayWindow(1, true, false);
         gUIWindows = {new BaseScreen, mWindow};
     }
-    int press(SDL_Keycode key) { return pressOn(*mWindow, key); }
+    int press(SDL_Keycode key) { return PlayerTest::press(key, mWindow); }
+    static void swapKeys() {
+        InitKeyShm(&gShmInfo);
+        SetKeyShm(&gShmInfo, kShmKeySwapButtons, 1);
+    }
     MusicPlayWindow* mWindow = nullptr;
 };
 
@@ -41,7 +46,7 @@ TEST_F(PlayKeys, PressesWithin200msSendOneSeekForTheWholeRun) {
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 1; })) << "the seek never went out";
     if (longestGap >= 200)
         GTEST_SKIP() << "the machine stretched a gap between presses to " << longestGap << " ms";
-    EXPECT_EQ(numbers("seek", "ms"), std::vector<int>{115000});
+    EXPECT_EQ(sent("seek", "ms"), std::vector<std::string>{"115000"});
 }
 
 TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
@@ -50,7 +55,7 @@ TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 1 && msSince(first) >= 250; }));
     press(SDLK_RIGHT);
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 2; }));
-    EXPECT_EQ(numbers("seek", "ms"), (std::vector<int>{105000, 110000}))
+    EXPECT_EQ(sent("seek", "ms"), (std::vector<std::string>{"105000", "110000"}))
         << "each builds on the pending target";
     EXPECT_EQ(sMusicPlayingStatus.seekHold.load(), 30) << "the hold starts again when the seek goes out";
 
@@ -64,7 +69,7 @@ TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
     EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), 300);
     // One seek per direction, each with the target that stands when its timer fires.
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 4; }));
-    EXPECT_EQ(numbers("seek", "ms"), (std::vector<int>{105000, 110000, 300000, 300000}));
+    EXPECT_EQ(sent("seek", "ms"), (std::vector<std::string>{"105000", "110000", "300000", "300000"}));
 }
 
 TEST_F(PlayKeys, VolumeStepsByTenWithoutSendingSilenceAndXCyclesThePlayMode) {
@@ -74,13 +79,13 @@ TEST_F(PlayKeys, VolumeStepsByTenWithoutSendingSilenceAndXCyclesThePlayMode) {
         press(c[1]);
         EXPECT_EQ(gMusicVolume, c[2]) << c[0];
     }
-    EXPECT_EQ(numbers("set_volume", "volume"), (std::vector<int>{60, 100, 1, 1}));
+    EXPECT_EQ(sent("set_volume", "volume"), (std::vector<std::string>{"60", "100", "1", "1"}));
     // Sequence, random, repeat one; a mode that is no number sends nothing.
     for (std::string mode : {"0", "1", "2", "\"1\""}) {
         service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": " + mode + "}"});
         press(SDLK_x);
     }
-    EXPECT_EQ(numbers("set_play_mode", "mode"), (std::vector<int>{1, 2, 0}));
+    EXPECT_EQ(sent("set_play_mode", "mode"), (std::vector<std::string>{"1", "2", "0"}));
 }
 
 // Start and confirm toggle by the status, with the stay-alive marker; back and select
@@ -107,7 +112,7 @@ TEST_F(PlayKeys, TogglingLeavingAndTheSwappedKeys) {
     EXPECT_EQ(press(SDLK_ESCAPE), kWinResultQuit);
     gUIWindows = {library, stack.back()};
 
-    swapKeys(true);
+    swapKeys();
     EXPECT_EQ(press(SDLK_RETURN), kWinResultClose);
     EXPECT_EQ(press(SDLK_ESCAPE), 0);
     EXPECT_EQ(sent(), (std::vector<std::string>{"pause", "resume", "resume"})) << "leaving sends nothing";
@@ -124,7 +129,7 @@ TEST_F(PlayKeys, PausedTrackIgnoresSeekingAndSuspendedSystemLeaveMenuAndVolume) 
     writeFile(MP_SYSTEM_SUSPEND_FILE, "");
     for (SDL_Keycode key : {SDLK_ESCAPE, SDLK_TAB, SDLK_m, SDLK_UP, SDLK_DOWN})
         EXPECT_EQ(press(key), 0) << SDL_GetKeyName(key);
-    swapKeys(true);
+    swapKeys();
     EXPECT_EQ(press(SDLK_RETURN), 0) << "the swapped leave key too";
     EXPECT_EQ(gMusicVolume, 50);
     EXPECT_EQ(gUIWindows.size(), 2u) << "no popup";
@@ -143,7 +148,7 @@ TEST_F(PlayKeys, MenuKeyOpensThePopupWhosePlayPauseRowTogglesThisScreensTrack) {
     EXPECT_TRUE(gUIWindows.back()->isFloating());
     // The third of five rows is play and pause; the track plays, so it pauses it.
     for (SDL_Keycode key : {SDLK_DOWN, SDLK_DOWN, SDLK_RETURN})
-        pressAndStep(key);
+        PlayerTest::press(key);
     EXPECT_EQ(gUIWindows.size(), 2u);
     EXPECT_EQ(sent(), std::vector<std::string>{"pause"});
 }

@@ -6,9 +6,23 @@
 #include "playwindow/screen/music_play_window.h"
 #include "playwindow/screen/play_window_internal.h"
 
+#include <SDL2/SDL_image.h>
+
 #include <filesystem>
 
 namespace {
+
+void savePng(const std::string& path, int w, int h, const std::vector<Uint32>& argb) {
+    makeDirs(path.substr(0, path.rfind('/')));
+    SDL_Surface* image = SDL_CreateRGBSurfaceWithFormatFrom(const_cast<Uint32*>(argb.data()), w, h, 32, w * 4,
+                                                            SDL_PIXELFORMAT_ARGB8888);
+    IMG_SavePNG(image, path.c_str());
+    SDL_FreeSurface(image);
+}
+
+void solidPng(const std::string& path, int w, int h, Uint32 argb) {
+    savePng(path, w, h, std::vector<Uint32>(static_cast<size_t>(w) * h, argb));
+}
 
 // Band 41 holds bins 42 and 43; a tone on bin 43 is 1007.8125 Hz at 48 kHz.
 const std::vector<std::pair<double, double>> kTone = {{43.0, 32000.0}};
@@ -119,7 +133,7 @@ TEST_F(PlayScreen, IdleAndSuspendedFramesEndEarly) {
     writeFile(MP_STAY_ALIVE_FILE, "1\n");
     writeFile(MP_SYSTEM_SUSPEND_FILE, "");
     const int kind = s_visType;
-    pressOn(window, SDLK_2);
+    press(SDLK_2, &window);
     SDL_SetRenderDrawColor(gZwRenderer, 255, 0, 255, 255);
     SDL_RenderClear(gZwRenderer);
     window.draw();
@@ -221,8 +235,8 @@ TEST_F(PlayScreen, EnteringAndLeavingFiftyTimesLeavesNothingBehind) {
         auto* window = new MusicPlayWindow(1, true, false);
         EXPECT_TRUE(window->mFftReady);
         frame(*window);
-        pressOn(*window, SDLK_RIGHT);
-        pressOn(*window, SDLK_LEFT);
+        press(SDLK_RIGHT, window);
+        press(SDLK_LEFT, window);
         timers.push_back(window->mForwardTimer);
         timers.push_back(window->mBackwardTimer);
         delete window;

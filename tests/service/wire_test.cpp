@@ -49,7 +49,6 @@ TEST(AbstractAddress, FifteenBytesWithALeadingZero) {
     struct sockaddr_un address;
     memset(&address, 0x55, sizeof(address));
     EXPECT_EQ(abstractAddress("musicservice", &address), 15u);
-    EXPECT_EQ(address.sun_family, AF_UNIX);
     EXPECT_EQ(std::string(address.sun_path, sizeof(address.sun_path)),
               std::string("\0musicservice", 13) + std::string(sizeof(address.sun_path) - 13, '\0'));
 }

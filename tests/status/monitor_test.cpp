@@ -16,12 +16,11 @@ namespace {
 
 // filename|status|title|artist|year|genre|track|duration|position, copied under the lock.
 std::string record() {
-    pthread_mutex_lock(&sMusicPlayingStatusLock);
-    const MusicPlayingStatus& r = sMusicPlayingStatus;
-    std::string text = r.filename + "|" + r.status + "|" + r.title + "|" + r.artist + "|" + r.year + "|" +
-                       r.genre + "|" + r.track + "|" + std::to_string(r.duration) + "|" +
-                       std::to_string(r.position);
-    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+    std::string text;
+    readMusicStatus([&](const MusicPlayingStatus& r) {
+        text = r.filename + "|" + r.status + "|" + r.title + "|" + r.artist + "|" + r.year + "|" + r.genre +
+               "|" + r.track + "|" + std::to_string(r.duration) + "|" + std::to_string(r.position);
+    });
     return text;
 }
 

@@ -74,6 +74,7 @@ void FakeService::handle(int fd, int number) {
     RecordedFrame frame;
     frame.connection = number;
     unsigned char bytes[kFrameHeaderBytes];
+    Reply reply;
     {
         std::lock_guard<std::mutex> guard(mLock);
         if (mOnAccept == ReplyKind::CloseAtOnce)
@@ -88,21 +89,17 @@ void FakeService::handle(int fd, int number) {
         if (readFully(fd, &frame.body[0], frame.body.size(), -1) != frame.body.size())
             frame.body.clear();
     }
-    if (cJSON* root = cJSON_Parse(frame.body.c_str())) {
-        cJSON* cmd = cJSON_GetObjectItem(root, "cmd");
-        frame.cmd = cJSON_IsString(cmd) ? cmd->valuestring : "";
-        cJSON_Delete(root);
-    }
-    Reply reply;
+    cJSON* root = cJSON_Parse(frame.body.c_str());
+    cJSON* cmd = cJSON_GetObjectItem(root, "cmd");
+    frame.cmd = cJSON_IsString(cmd) ? cmd->valuestring : "";
+    cJSON_Delete(root);
     {
         std::lock_guard<std::mutex> guard(mLock);
         auto found = mScript.find(frame.cmd);
         reply = found != mScript.end() ? found->second : reply;
         mFrames.push_back(frame);
     }
-    std::string out = reply.kind == ReplyKind::Json  ? expectedFrame(reply.body)
-                      : reply.kind == ReplyKind::Raw ? reply.body
-                                                     : "";
+    std::string out = reply.kind == ReplyKind::Json ? expectedFrame(reply.body) : reply.body;
     if (reply.kind == ReplyKind::LengthAtLimit) {
         // The header goes out before the body is made, as the client waits only briefly
         // for the first bytes.
@@ -110,7 +107,8 @@ void FakeService::handle(int fd, int number) {
         sendFully(fd, out.data(), out.size());
         out = "{" + std::string(SERVICE_REPLY_MAX - 2, ' ') + "}";
     }
-    sendFully(fd, out.data(), out.size());
+    if (reply.kind != ReplyKind::None && reply.kind != ReplyKind::Silent)
+        sendFully(fd, out.data(), out.size());
     // Silent and the largest reply: wait until the client closes its end.
     char scratch[256];
     struct pollfd pfd = {fd, POLLIN, 0};

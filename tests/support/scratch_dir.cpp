@@ -37,3 +37,12 @@ void removeTree(const std::string& path) {
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
 }
+
+void makeEntries(const std::string& folder, const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+        if (!name.empty() && name.back() == '/')
+            makeDirs(folder + "/" + name);
+        else
+            writeFile(folder + "/" + name, "");
+    }
+}

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 class ScratchDir {
 public:
@@ -20,3 +21,5 @@ std::string readFile(const std::string& path);
 void makeDirs(const std::string& path);
 // Removes a file or a whole tree; missing paths are fine.
 void removeTree(const std::string& path);
+// Empty files and folders under folder; names ending in "/" are folders.
+void makeEntries(const std::string& folder, const std::vector<std::string>& names);

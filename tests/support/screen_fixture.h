@@ -3,36 +3,22 @@
 
 #include "screenshot.h"
 #include "zinternal.h"
+#include "zmenu.h"
 
-#include <SDL2/SDL_ttf.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
+constexpr Uint32 kRed = 0xffff0000, kGreen = 0xff00ff00, kBlue = 0xff0000ff, kWhite = 0xffffffff;
+constexpr Uint32 kGrey = 0xff808080, kMagenta = 0xffff00ff, kYellow = 0xffffff00;
+
 class ScreenTest : public testing::Test {
 protected:
-    void SetUp() override {
-        setenv("SDL_VIDEODRIVER", "dummy", 0);
-        ASSERT_EQ(SDL_Init(SDL_INIT_VIDEO | SDL_INIT_EVENTS | SDL_INIT_TIMER), 0);
-        ASSERT_EQ(TTF_Init(), 0);
-        ASSERT_NE(ScreenInit(1280, 720, 32, 0), 0) << SDL_GetError();
-        useTheme(MP_TEST_SOURCE_DIR);
-    }
-    void TearDown() override {
-        uninit_shared_skin();
-        gThemePath = nullptr;
-        ScreenUninit();
-        TTF_Quit();
-        SDL_Quit();
-    }
+    void SetUp() override;
+    void TearDown() override;
     // Skin images come from dir; the shared skin is loaded anew.
-    void useTheme(const std::string& dir) {
-        uninit_shared_skin();
-        mTheme = dir + "/";
-        gThemePath = const_cast<char*>(mTheme.c_str());
-        init_shared_skin();
-    }
+    void useTheme(const std::string& dir);
     static Uint32 pixel(int x, int y) { return readTargetPixels(x, y, 1, 1)[0]; }
     std::string mTheme;
 };
@@ -40,14 +26,7 @@ protected:
 // Draws a stack as the loop does, on a cleared screen: the top window, over the
 // screens under it while it floats; then compares the screen with its reference, the
 // status bar's clock left out.
-inline void expectScreen(const std::vector<ZelmorWindow*>& windows, const char* name) {
-    SDL_SetRenderTarget(gZwRenderer, nullptr);
-    SDL_SetRenderDrawColor(gZwRenderer, 0, 0, 0, 255);
-    SDL_RenderClear(gZwRenderer);
-    size_t base = windows.size() - 1;
-    while (base > 0 && windows[base]->isFloating())
-        --base;
-    for (size_t i = base; i < windows.size(); ++i)
-        windows[i]->draw();
-    EXPECT_EQ(matchesReference(name, {kClockArea}), "") << name;
-}
+void expectScreen(const std::vector<ZelmorWindow*>& windows, const char* name);
+
+// The labels of a list's rows, in order.
+std::vector<std::string> rowLabels(TextMenuDrawer& menu);

@@ -3,6 +3,7 @@
 // and moves, a late loader, rows held by other threads or by a queued event.
 #include "menu_glue.h"
 #include "scratch_dir.h"
+#include "screen_fixture.h"
 #include "wait_until.h"
 
 #include <SDL2/SDL.h>
@@ -23,25 +24,10 @@ protected:
         setZelmorWindowFps(60, 60);
     }
     void TearDown() override { SDL_Quit(); }
-    // Empty files and (names ending in "/") folders under the scratch folder.
-    void make(const std::vector<std::string>& names) {
-        for (const std::string& name : names) {
-            if (name.back() == '/')
-                makeDirs(root + "/" + name);
-            else
-                writeFile(root + "/" + name, "");
-        }
-    }
+    void make(const std::vector<std::string>& names) { makeEntries(root, names); }
     ScratchDir dir{"browser"};
     std::string root = dir.path();
 };
-
-std::vector<std::string> labels(FileBrowserMenu& menu) {
-    std::vector<std::string> names;
-    for (int i = 0; i < menu.getListNum(); ++i)
-        names.push_back(menu.getItemByIndex(i)->getLabel());
-    return names;
-}
 
 // Runs the menu's loop passes until the folder has been entered and read.
 bool reachFolder(FileBrowserMenu& menu, const std::string& folder) {
@@ -62,14 +48,33 @@ void gate(const char* name) {
     waitUntil([] { return sGate == 2; });
 }
 
-// Exposes the freeing of replaced rows that eventHandling does before each wait.
-class ProbeMenu : public FileBrowserMenu {
+// Reaches into the list as the window thread does: the freeing of replaced rows that
+// eventHandling does before each wait, and the rows on screen read under the list's
+// lock, as the screens read them.
+class Probe : public FileBrowserMenu {
 public:
     using FileBrowserMenu::FileBrowserMenu;
     void reclaimNow() {
         noteWindowThread();
         syncItemVector();
         reclaimRetired();
+    }
+    // 0 when the cursor is on a row and every row of the page has its label.
+    int strayRows() {
+        pthread_mutex_lock(&mCursorLock);
+        int rows = getListNum(), stray = rows > 0 && (mSelected < 0 || mSelected >= rows);
+        for (int i = mFirstVisible; i <= mLastVisible; ++i) {
+            if (TextMenuItem* row = getItemByIndex(i))
+                stray += row->getLabel().empty();
+        }
+        pthread_mutex_unlock(&mCursorLock);
+        return stray;
+    }
+    TextMenuItem* selectedRow() {
+        pthread_mutex_lock(&mCursorLock);
+        TextMenuItem* row = getItemByIndex(mSelected);
+        pthread_mutex_unlock(&mCursorLock);
+        return row;
     }
 };
 
@@ -102,45 +107,20 @@ TEST_F(BrowserTest, BackFromAStartOutsideTheRootLeadsIntoTheLibrary) {
     make({"near.mp3"});
     FileBrowserMenu menu(root.c_str(), outside.path().c_str(), nullptr, nullptr, 6, 0);
     menu.LoadDir();
-    EXPECT_EQ(labels(menu), (std::vector<std::string>{"far.mp3"}));
+    EXPECT_EQ(rowLabels(menu), (std::vector<std::string>{"far.mp3"}));
     EXPECT_EQ(menu.goBack(), 0);
     ASSERT_TRUE(reachFolder(menu, root));
-    EXPECT_EQ(labels(menu), (std::vector<std::string>{"near.mp3"}));
+    EXPECT_EQ(rowLabels(menu), (std::vector<std::string>{"near.mp3"}));
 }
 
 // The loader reads the folder twice while this thread (the window thread) draws, moves
 // and reads the rows on screen, as a user pressing keys while a folder loads would.
 // Where the loader puts the cursor afterwards is the library's rows test's affair.
-// The window thread's view of a list the loader fills: cursor, page and rows read
-// together under the list's lock, as the screens read them.
-class ViewProbe : public FileBrowserMenu {
-public:
-    using FileBrowserMenu::FileBrowserMenu;
-    // 0 when the cursor is on a row and every row of the page has its label.
-    int strayRows() {
-        pthread_mutex_lock(&mCursorLock);
-        int rows = getListNum(), stray = rows > 0 && (mSelected < 0 || mSelected >= rows);
-        for (int i = mFirstVisible; i <= mLastVisible; ++i) {
-            if (TextMenuItem* row = getItemByIndex(i))
-                stray += row->getLabel().empty();
-        }
-        pthread_mutex_unlock(&mCursorLock);
-        return stray;
-    }
-    TextMenuItem* selectedRow() {
-        pthread_mutex_lock(&mCursorLock);
-        TextMenuItem* row = getItemByIndex(mSelected);
-        pthread_mutex_unlock(&mCursorLock);
-        return row;
-    }
-};
-
 TEST_F(BrowserTest, LoaderThreadFillsAHugeFolderWhileTheWindowThreadWorks) {
     const int count = 100000;
     for (int i = 0; i < count; ++i)
-        ASSERT_EQ(close(open((root + "/t" + std::to_string(i) + ".mp3").c_str(), O_CREAT | O_WRONLY, 0644)),
-                  0);
-    ViewProbe menu(root.c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0);
+        close(open((root + "/t" + std::to_string(i) + ".mp3").c_str(), O_CREAT | O_WRONLY, 0644));
+    Probe menu(root.c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png", 6, 0);
     menu.draw();
     std::atomic<bool> loaded{false};
     std::thread loader([&] {
@@ -181,14 +161,14 @@ TEST_F(BrowserTest, ALaterLoadWinsOverALoaderStillReading) {
     loader.join();
     gHandlerHook = nullptr;
     EXPECT_STREQ(menu.getCurrentDir(), (root + "/sub").c_str());
-    EXPECT_EQ(labels(menu), (std::vector<std::string>{"inside.mp3"}));
+    EXPECT_EQ(rowLabels(menu), (std::vector<std::string>{"inside.mp3"}));
 }
 
 // Replaced rows stay readable for a thread that was handed them; rows only the
 // window thread saw are freed before its next wait. ASan checks both.
 TEST_F(BrowserTest, ReplacedRowsStayValidForTheThreadsHoldingThem) {
     make({"inner/", "inner/x.mp3", "a.mp3"});
-    ProbeMenu menu(root.c_str(), nullptr, nullptr, nullptr, 6, 0);
+    Probe menu(root.c_str(), nullptr, nullptr, nullptr, 6, 0);
     menu.reclaimNow(); // this thread is the window thread
     menu.LoadDir();
     TextMenuItem* fromLoader = nullptr;
@@ -217,5 +197,5 @@ TEST_F(BrowserTest, AQueuedFolderEventKeepsItsRowAlive) {
     ASSERT_EQ(menu.handleKey(kKeyPrimary), 0); // the folder row pushes its event
     menu.LoadDir();                            // and its row is replaced before the event is taken
     ASSERT_TRUE(reachFolder(menu, root + "/deep"));
-    EXPECT_EQ(labels(menu), (std::vector<std::string>{"song.mp3"}));
+    EXPECT_EQ(rowLabels(menu), (std::vector<std::string>{"song.mp3"}));
 }

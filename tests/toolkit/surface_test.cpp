@@ -13,7 +13,7 @@ ZelmorSurface* fromPixels(std::vector<Uint32> pixels, int w, int h) {
     return CreateFromPixels(pixels.data(), w, h, 32, w * 4, 0xff0000, 0xff00, 0xff, 0xff000000);
 }
 
-constexpr Uint32 kRed = 0xffff0000, kClear = 0;
+constexpr Uint32 kClear = 0;
 
 // Lit pixels in an area of the screen.
 long lit(int x, int y, int w, int h) {

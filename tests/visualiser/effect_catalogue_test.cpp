@@ -24,35 +24,29 @@ protected:
         testing::internal::GetCapturedStdout();
         return {n, s_curEffectIndex};
     }
-    void make(const std::vector<std::string>& names) {
-        for (const std::string& name : names)
-            makeDirs(dir.path() + "/" + name);
-    }
     ScratchDir dir{"effects"};
 };
 
 } // namespace
 
 TEST_F(Catalogue, FoldersOnlyInReaddirOrderAndAtMostSixtyFour) {
-    make({"fft1", "wave2", "bars", ".hidden"});
-    writeFile(dir.path() + "/fft_plain_file", "x");
-    std::vector<std::string> expected, listed;
-    for (const auto& entry : std::filesystem::directory_iterator(dir.path())) // in readdir's order
+    makeEntries(dir.path(), {"fft1/", "wave2/", "bars/", ".hidden/", "fft_plain_file"});
+    // In readdir's order, and the entry behind them empty.
+    std::vector<std::string> expected;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
         if (entry.is_directory() && entry.path().filename().string()[0] != '.')
             expected.push_back(entry.path().filename());
-    ASSERT_EQ(scan(0), (std::vector<int>{3, 0}));
-    for (int i = 0; i < 4; ++i)
-        listed.push_back(s_visEffects[i]);
     expected.push_back("");
-    EXPECT_EQ(listed, expected);
+    ASSERT_EQ(scan(0), (std::vector<int>{3, 0}));
+    EXPECT_EQ(std::vector<std::string>(s_visEffects, s_visEffects + 4), expected);
     EXPECT_EQ(s_curVis, s_visEffects[0]);
     for (int i = 0; i < 70; ++i)
-        make({"fx" + std::to_string(i)});
+        makeDirs(dir.path() + "/fx" + std::to_string(i));
     EXPECT_EQ(scan(100), (std::vector<int>{64, 63}));
 }
 
 TEST_F(Catalogue, IndexComesIntoRangeStepsWrapAndKindsGoByName) {
-    make({"a", "b", "c"});
+    makeEntries(dir.path(), {"a/", "b/", "c/"});
     EXPECT_EQ(scan(7)[1], 2);
     EXPECT_EQ(scan(-1)[1], 0);
     // {step, index after}
@@ -78,7 +72,7 @@ TEST_F(Catalogue, EmptyCatalogueNeverLeavesTheTable) {
     }
     // A name that pointed into the table stays within it when the folders go away, and
     // the cleared entry is of no kind.
-    make({"wave1"});
+    makeDirs(dir.path() + "/wave1");
     scan(0);
     removeTree(dir.path() + "/wave1");
     scan(0);

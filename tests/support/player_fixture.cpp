@@ -1,0 +1,160 @@
+#include "player_fixture.h"
+
+#include "base/files.h"
+#include "service/client/commands.h"
+#include "shmvar.h"
+
+#include <cjson/cJSON.h>
+
+#include <algorithm>
+#include <cmath>
+
+void writeTap(const std::vector<std::pair<double, double>>& tones) {
+    std::string bytes(kTapMapBytes, '\0');
+    for (int n = 0; n < kTapSamples; ++n) {
+        double v = 0;
+        for (auto& tone : tones)
+            v += tone.second * std::sin(2.0 * M_PI * tone.first * n / kTapSamples + tone.first * 2.399);
+        auto s = static_cast<int16_t>(std::lround(std::max(-32768.0, std::min(32767.0, v))));
+        bytes[2 * n] = static_cast<char>(s & 0xff);
+        bytes[2 * n + 1] = static_cast<char>((s >> 8) & 0xff);
+    }
+    makeDirs(MP_SERVICE_DIR);
+    writeFile(MP_WAVE_TAP_FILE, bytes);
+}
+
+void listEffects(const std::vector<std::string>& names) {
+    removeTree(MP_VIS_DIR);
+    for (auto& name : names)
+        makeDirs(std::string(MP_VIS_DIR "/") + name);
+}
+
+void PlayerTest::SetUp() {
+    ScreenTest::SetUp();
+    tprintfToStderr(false);
+    gDefaultStringList.resize(8);
+    appendDefaultStrings();
+    initLang();
+    gIconAudio = LoadZelmorSurface(gThemePath, "./", "skin/ic-video.png");
+    gIsPlaying = LoadZelmorSurface(gThemePath, "./", "skin/ic-playing.png");
+    gIsPaused = LoadZelmorSurface(gThemePath, "./", "skin/ic-paused.png");
+    setZelmorWindowFps(60, 60);
+    library = scratch.path() + "/Music";
+    makeDirs(library);
+    gUserPath = library;
+    gUserFile.clear();
+    sLastPlayPath.clear();
+    sLastPlayDir.clear();
+    gNeedToRefreshIndex = false;
+    gVisualization = gCoverBackground = true;
+    gMusicVolume = 50;
+    s_curEffectIndex = 0;
+    s_triggerVisLoad = 0;
+    setStatus("", "");
+    sMusicPlayingStatus.seekTarget.store(-1);
+    sMusicPlayingStatus.seekHold.store(0);
+    makeParentDirs(MP_BTDEV_ADDR_FILE);
+    makeParentDirs(MP_CONFIG_FILE);
+    for (const char* file :
+         {MP_BTDEV_ADDR_FILE, MP_SYSTEM_SUSPEND_FILE, MP_STAY_ALIVE_FILE, MP_MUSIC_COVER_FILE})
+        removeTree(file);
+    listEffects({"fft1"});
+    writeTap({});
+    gUIWindows.clear();
+    gWinList = &gUIWindows;
+    ASSERT_TRUE(service.start()) << "the socket name is taken: run the tests in a network namespace";
+    service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": 0}"});
+}
+
+void PlayerTest::TearDown() {
+    service.stop();
+    // Top first, as the loop would close them.
+    while (!gUIWindows.empty()) {
+        delete gUIWindows.back();
+        gUIWindows.pop_back();
+    }
+    gWinList = nullptr;
+    if (gShmInfo.table)
+        SetKeyShm(&gShmInfo, kShmKeySwapButtons, 0);
+    for (const char* file : {MP_BTDEV_ADDR_FILE, MP_SYSTEM_SUSPEND_FILE, MP_STAY_ALIVE_FILE, MP_VIS_DIR})
+        removeTree(file);
+    for (ZelmorSurface** icon : {&gIconAudio, &gIsPlaying, &gIsPaused}) {
+        delete *icon;
+        *icon = nullptr;
+    }
+    gDefaultStringList.resize(8);
+    ScreenTest::TearDown();
+}
+
+void PlayerTest::setStatus(const std::string& path, const std::string& state, int position, int duration,
+                           const std::string& title, const std::string& artist) {
+    pthread_mutex_lock(&sMusicPlayingStatusLock);
+    MusicPlayingStatus& s = sMusicPlayingStatus;
+    s.filename = path;
+    s.status = state;
+    s.position = position;
+    s.duration = duration;
+    s.title = title;
+    s.artist = artist;
+    s.album.clear();
+    s.genre.clear();
+    s.year.clear();
+    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+}
+
+std::vector<std::string> PlayerTest::sent(const char* cmd, const char* member) {
+    noarg_cmd("test-mark");
+    ++marks;
+    EXPECT_TRUE(waitUntil([&] { return static_cast<long>(count("test-mark")) == marks; }))
+        << "the service double did not answer";
+    std::vector<std::string> values;
+    for (const RecordedFrame& frame : service.frames()) {
+        if (cmd ? frame.cmd != cmd : frame.cmd == "test-mark" || frame.cmd == "get_play_mode")
+            continue;
+        cJSON* root = cJSON_Parse(frame.body.c_str());
+        cJSON* item = cJSON_GetObjectItem(root, member);
+        values.push_back(cJSON_IsString(item)   ? item->valuestring
+                         : cJSON_IsNumber(item) ? std::to_string(item->valueint)
+                                                : "");
+        cJSON_Delete(root);
+    }
+    return values;
+}
+
+size_t PlayerTest::count(const std::string& cmd) {
+    auto words = service.commands();
+    return static_cast<size_t>(std::count(words.begin(), words.end(), cmd));
+}
+
+void PlayerTest::tick() {
+    SDL_Event event;
+    SDL_zero(event);
+    event.type = SDL_USEREVENT;
+    event.user.code = 25;
+    SDL_PushEvent(&event);
+}
+
+int PlayerTest::press(SDL_Keycode key, ZelmorWindow* window) {
+    SDL_Event event;
+    SDL_zero(event);
+    event.type = SDL_KEYDOWN;
+    event.key.keysym.sym = key;
+    SDL_PushEvent(&event);
+    int result = 0;
+    EXPECT_TRUE(waitUntil([&] {
+        result = window ? window->eventHandling() : step();
+        SDL_PumpEvents();
+        return SDL_PeepEvents(nullptr, 0, SDL_PEEKEVENT, SDL_KEYDOWN, SDL_KEYDOWN) == 0;
+    })) << "the key was never taken";
+    // The release goes to the key mapper at once, so that no repeat follows.
+    event.type = SDL_KEYUP;
+    zwKeyFromEvent(event);
+    return result;
+}
+
+void PlayerTest::frame(ZelmorWindow& window) {
+    SetRenderTarget(nullptr);
+    SDL_SetRenderDrawColor(gZwRenderer, 0, 0, 0, 255);
+    SDL_RenderClear(gZwRenderer);
+    window.draw();
+}
