@@ -5,6 +5,9 @@
 
 #include <cstdlib>
 
+constexpr int kScreenWidth = 1280;
+constexpr int kScreenHeight = 720;
+
 // Runs a shell command for the markers and the volume message; its result is not
 // looked at.
 inline void runShell(const char* command) {
