@@ -11,6 +11,7 @@
 #include <jpeglib.h>
 #include <spng.h>
 #include <string>
+#include <vector>
 
 SDL_Window* gZwWindow = nullptr;
 SDL_Renderer* gZwRenderer = nullptr;
@@ -134,6 +135,29 @@ void ZwSurface::blit(SDL_Rect* src, SDL_Rect* dst, int flag, void*) {
     SDL_RenderCopy(gZwRenderer, mTexture, &texel, &destination);
 }
 
+namespace {
+
+// v * v on the 0..255 scale, rounded down from half: (v * v + 127) / 255, in 16 bits and
+// without the division, so that the compiler runs the loops below on vectors.
+inline Uint8 square255(Uint8 v) {
+    const Uint16 t = static_cast<Uint16>(v * v + 127);
+    return static_cast<Uint8>(static_cast<Uint16>(t + 1 + (t >> 8)) >> 8);
+}
+
+// One run of canvas pixels under the stamp's: colour squared, alpha squared less the
+// stamp's alpha squared. Every byte is squared first, then the alpha bytes cut.
+void eraseRun(Uint32* canvas, const Uint32* stamp, int count) {
+    auto* bytes = reinterpret_cast<Uint8*>(canvas);
+    for (int i = 0; i < count * 4; ++i)
+        bytes[i] = square255(bytes[i]);
+    for (int x = 0; x < count; ++x) {
+        const Uint32 kept = canvas[x] >> 24, cut = square255(static_cast<Uint8>(stamp[x] >> 24));
+        canvas[x] = (canvas[x] & 0xffffff) | (kept > cut ? kept - cut : 0) << 24;
+    }
+}
+
+} // namespace
+
 // Reads the target's pixels, applies the stamp where it lands and writes them back.
 void ZwSurface::eraseWith(SDL_Surface* stamp, const SDL_Rect& source, const SDL_Rect& destination) {
     SDL_Rect area;
@@ -141,47 +165,39 @@ void ZwSurface::eraseWith(SDL_Surface* stamp, const SDL_Rect& source, const SDL_
     if (!SDL_IntersectRect(&destination, &bounds, &area))
         return;
     const int pitch = area.w * 4;
-    auto* canvas = static_cast<Uint32*>(malloc(static_cast<size_t>(pitch) * area.h));
-    if (!canvas)
+    // The window thread's scratch rows, kept from stamp to stamp.
+    static std::vector<Uint32> sCanvas;
+    sCanvas.resize(static_cast<size_t>(area.w) * area.h);
+    Uint32* canvas = sCanvas.data();
+    if (SDL_RenderReadPixels(gZwRenderer, &area, SDL_PIXELFORMAT_ARGB8888, canvas, pitch) != 0)
         return;
-    if (SDL_RenderReadPixels(gZwRenderer, &area, SDL_PIXELFORMAT_ARGB8888, canvas, pitch) == 0) {
-        SDL_LockSurface(stamp);
-        // v * v on the 0..255 scale, rounded; a table keeps the per-pixel work to lookups.
-        static const auto kSquare = [] {
-            struct Table {
-                Uint8 v[256];
-            } table;
-            for (Uint32 v = 0; v < 256; ++v)
-                table.v[v] = static_cast<Uint8>((v * v + 127) / 255);
-            return table;
-        }();
-        const Uint8* square = kSquare.v;
-        const bool natural = source.w == destination.w && source.h == destination.h;
-        const int stampStride = stamp->pitch / 4;
-        for (int y = 0; y < area.h; ++y) {
-            // Nearest source pixel of a possibly stretched stamp.
-            int sy = natural ? source.y + (y + area.y - destination.y)
-                             : source.y + (y + area.y - destination.y) * source.h / std::max(1, destination.h);
-            if (sy < 0 || sy >= stamp->h)
-                continue;
-            const Uint32* stampRow = static_cast<const Uint32*>(stamp->pixels) + sy * stampStride;
-            Uint32* row = canvas + y * area.w;
-            for (int x = 0; x < area.w; ++x) {
-                int sx = natural ? source.x + (x + area.x - destination.x)
-                                 : source.x + (x + area.x - destination.x) * source.w / std::max(1, destination.w);
-                if (sx < 0 || sx >= stamp->w)
-                    continue;
-                Uint32 s = stampRow[sx];
-                Uint32& d = row[x];
-                int alpha = static_cast<int>(square[d >> 24]) - static_cast<int>(square[s >> 24]);
-                Uint32 r = square[(d >> 16) & 0xff], g = square[(d >> 8) & 0xff], b = square[d & 0xff];
-                d = (static_cast<Uint32>(std::max(alpha, 0)) << 24) | (r << 16) | (g << 8) | b;
-            }
+    SDL_LockSurface(stamp);
+    const bool natural = source.w == destination.w && source.h == destination.h;
+    const int stampStride = stamp->pitch / 4;
+    for (int y = 0; y < area.h; ++y) {
+        // Nearest source pixel of a possibly stretched stamp.
+        int sy = natural ? source.y + (y + area.y - destination.y)
+                         : source.y + (y + area.y - destination.y) * source.h / std::max(1, destination.h);
+        if (sy < 0 || sy >= stamp->h)
+            continue;
+        const Uint32* stampRow = static_cast<const Uint32*>(stamp->pixels) + sy * stampStride;
+        Uint32* row = canvas + y * area.w;
+        if (natural) {
+            // The stamp's column under canvas column 0, and the columns it covers.
+            const int first = source.x + area.x - destination.x;
+            const int begin = std::max(0, -first), end = std::min(area.w, stamp->w - first);
+            if (begin < end)
+                eraseRun(row + begin, stampRow + first + begin, end - begin);
+            continue;
         }
-        SDL_UnlockSurface(stamp);
-        SDL_UpdateTexture(mTexture, &area, canvas, pitch);
+        for (int x = 0; x < area.w; ++x) {
+            int sx = source.x + (x + area.x - destination.x) * source.w / std::max(1, destination.w);
+            if (sx >= 0 && sx < stamp->w)
+                eraseRun(row + x, stampRow + sx, 1);
+        }
     }
-    free(canvas);
+    SDL_UnlockSurface(stamp);
+    SDL_UpdateTexture(mTexture, &area, canvas, pitch);
 }
 
 void* ZwSurface::getPixels(int* pitch, int* bytesPerPixel, int* width, int* height) {
