@@ -22,13 +22,6 @@
 
 namespace {
 
-constexpr int kTextX = 530;
-constexpr int kTitleY = 142;
-constexpr int kArtistY = 200;
-constexpr int kProgressY = 274;
-constexpr int kTimeY = 300;
-constexpr int kTotalX = 1141;
-
 void blitAt(ZelmorSurface* surface, int x, int y) {
     if (!surface)
         return;

@@ -15,12 +15,6 @@
 
 namespace {
 
-constexpr int kCoverX = 80;
-constexpr int kCoverY = 80;
-constexpr int kCoverBox = 400;
-constexpr int kControlsY = 361;
-constexpr int kHintsY = 451;
-
 ScreenPiece placedAt(ZelmorSurface* image, int x, int y) {
     return {image, {0, 0, 0, 0}, {x, y, image->getWidth(), image->getHeight()}, 1};
 }
