@@ -24,7 +24,7 @@ std::string saved(const std::string& path, int w, int h, Colour colour, Save sav
     return readFile(path);
 }
 
-// Writes bytes with value, most significant first or last, at offset.
+// Writes count bytes of value at offset, most significant first or last.
 void patch(std::string& bytes, size_t at, Uint32 value, int count, bool bigEndian) {
     for (int i = 0; i < count; ++i)
         bytes[at + (bigEndian ? count - 1 - i : i)] = static_cast<char>(value >> (8 * i));
@@ -63,12 +63,12 @@ TEST_F(CoverScale, HugeDeclaredSizesAreRefusedAndACutFileDecodesAsFarAsItGoes) {
     // 60000 x 60000: 14 GB as pixels, 56 million even at 1/8.
     const size_t frame = jpeg.find("\xff\xc0");
     ASSERT_NE(frame, std::string::npos);
-    patch(jpeg, frame + 5, 60000, 2, true);
-    patch(jpeg, frame + 7, 60000, 2, true);
-    patch(png, 16, 60000, 4, true);
-    patch(png, 20, 60000, 4, true);
-    patch(bmp, 18, 60000, 4, false);
-    patch(bmp, 22, 60000, 4, false);
+    for (size_t at : {frame + 5, frame + 7})
+        patch(jpeg, at, 60000, 2, true);
+    for (size_t at : {16, 20})
+        patch(png, at, 60000, 4, true);
+    for (size_t at : {18, 22})
+        patch(bmp, at, 60000, 4, false);
     for (const auto& [name, bytes] : {std::pair{"huge.jpg", jpeg}, {"huge.png", png}, {"huge.bmp", bmp}}) {
         writeFile(dir.path() + "/" + name, bytes);
         EXPECT_EQ(LoadZelmorSurface(dir.path().c_str(), "./", name), nullptr) << name;

@@ -7,20 +7,11 @@
 
 #include <functional>
 
-namespace {
-
 using PlayStill = PlayerTest;
 
-std::vector<Uint32> screenWithoutClock() {
-    std::vector<Uint32> pixels = readTargetPixels(0, 0, 1280, 720);
-    for (int y = kClockArea.y; y < kClockArea.y + kClockArea.h; ++y)
-        std::fill_n(pixels.begin() + y * 1280 + kClockArea.x, kClockArea.w, 0);
-    return pixels;
-}
-
-} // namespace
-
 TEST_F(PlayStill, EachChangeShowsInTheNextFrameAsInANewWindow) {
+    // The screen above the status bar and its clock.
+    auto aboveStatusBar = [] { return readTargetPixels(0, 0, 1280, kClockArea.y); };
     const std::string a = scratch.path() + "/a", b = scratch.path() + "/b";
     solidPng(a + ".png", 300, 300, kYellow);
     solidPng(b + ".png", 500, 250, kBlue);
@@ -36,6 +27,7 @@ TEST_F(PlayStill, EachChangeShowsInTheNextFrameAsInANewWindow) {
     frame(*window);
     saveScreenshot("still_loud_waveform");
 
+    const Reply repeatOne{ReplyKind::Json, "{\"mode\": 2}"};
     // A new track's blurred background, and the veil of an effect chosen by a key, show
     // from the frame after the change: that frame has drawn the background already.
     const struct {
@@ -45,11 +37,7 @@ TEST_F(PlayStill, EachChangeShowsInTheNextFrameAsInANewWindow) {
     } changes[] = {
         {"still_new_track", [&] { track = b + ".flac"; }, true},
         {"still_paused", [&] { state = "paused"; }, false},
-        {"still_repeat_one",
-         [&] {
-             service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": 2}"});
-         },
-         false},
+        {"still_repeat_one", [&] { service.script("get_play_mode", repeatOne); }, false},
         {"still_other_effect", [&] { pressOn(*window, SDLK_2); }, true},
         {"still_plain_background", [] { gCoverBackground = false; }, false},
         {"still_no_visualiser", [] { gVisualization = false; }, false},
@@ -66,7 +54,7 @@ TEST_F(PlayStill, EachChangeShowsInTheNextFrameAsInANewWindow) {
         if (change.secondFrame)
             frame(*window);
         saveScreenshot(change.shot);
-        const std::vector<Uint32> shown = screenWithoutClock();
+        const std::vector<Uint32> shown = aboveStatusBar();
         delete window;
         // A new window that has seen the track playing, so that its time labels agree.
         window = new MusicPlayWindow(1, true, true);
@@ -74,7 +62,7 @@ TEST_F(PlayStill, EachChangeShowsInTheNextFrameAsInANewWindow) {
         frame(*window);
         show(state);
         frame(*window);
-        EXPECT_TRUE(screenWithoutClock() == shown) << change.shot;
+        EXPECT_TRUE(aboveStatusBar() == shown) << change.shot;
     }
     delete window;
 }
