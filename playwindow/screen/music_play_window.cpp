@@ -16,8 +16,6 @@
 namespace {
 
 constexpr int kKindPlayWindow = 1;
-constexpr int kScreenWidth = 1280;
-constexpr int kScreenHeight = 720;
 
 ZelmorSurface* loadSkin(const char* file) {
     return LoadZelmorSurface(gThemePath, "./", file);
@@ -135,7 +133,7 @@ MusicPlayWindow::~MusicPlayWindow() {
           &mBtnPlayF,      &mBtnPauseF,      &mIcNextF,           &mBtnPrevF,         &mBtnAddedFavoriteF,
           &mBtnAddFavoriteF, &mBtnPlaylistF, &mVisCanvas,         &mVisBg,            &mVisFg,
           &mVisFgMask,     &mVisSample,      &mVisPeak,           &mTipsX,            &mTipsL,
-          &mTipsStart,     &mTipsR,          &mTipsSelect})
+          &mTipsStart,     &mTipsR,          &mTipsSelect,        &mBackdrop.surface, &mStill.surface})
         release(*surface);
     // Joins the analysis thread, unmaps the tap and frees the transform buffers.
     stopVisualizer();
@@ -192,4 +190,6 @@ void MusicPlayWindow::loadVis() {
             static_cast<void*>(mVisCanvas), static_cast<void*>(mVisBg), static_cast<void*>(mVisFg),
             static_cast<void*>(mVisFgMask), static_cast<void*>(mVisSample), static_cast<void*>(mVisPeak));
     s_visType = visTypeOf(s_curVis);
+    // bg.png is the veil of the still background.
+    ++mImageGeneration;
 }

@@ -5,6 +5,7 @@
 // exit, and owns the spectrum analysis for its lifetime.
 #pragma once
 
+#include "visualiser/painters/effect_painters.h"
 #include "zwindow.h"
 
 #include <SDL2/SDL.h>
@@ -19,6 +20,26 @@ enum {
     kControlPlayPause = 4,
     kControlNext = 5,
     kControlPlaylist = 6,
+};
+
+// One image as a frame draws it: source onto place with a blit flag; a rectangle of
+// width 0 stands for the whole image or the whole target. A placed piece's rectangle is
+// the area it covers.
+struct ScreenPiece {
+    ZelmorSurface* image;
+    SDL_Rect source;
+    SDL_Rect place;
+    int flag;
+};
+
+// A screen-sized picture composed once from still pieces and put on the screen whole
+// until the pieces, or the images behind them, change.
+constexpr int kMaxStillPieces = 11;
+struct StillLayer {
+    ZelmorSurface* surface = nullptr;
+    ScreenPiece pieces[kMaxStillPieces];
+    int count = -1; // pieces it was composed from; -1 before the first
+    int imageGeneration = -1;
 };
 
 class MusicPlayWindow : public ZelmorWindow {
@@ -45,9 +66,16 @@ private:
     // Frame steps: a new track's cover and its blur, the visual effect, the bar.
     void changeTrack(const std::string& path);
     void makeCoverBlur();
-    void drawVisualiser();
+    VisRows drawVisualiser();
     void drawProgress(int percentage, bool focused, int y);
     int focusedControl() const;
+    // The still layers: their pieces, composing them, and putting them on the screen.
+    int backdropPieces(ScreenPiece* pieces);
+    int stillPieces(ScreenPiece* pieces, int mode, bool playing, int focused, int v);
+    bool haveLayers();
+    bool refreshLayer(StillLayer& layer, const ScreenPiece* pieces, int count, const StillLayer* under);
+    void putLayer(const StillLayer& layer);
+    void putStill(VisRows canvasRows);
     // Key steps.
     int leaveResult() const;
     void togglePlayback(const std::string& status);
@@ -118,6 +146,14 @@ public:
     int mForwardCount;
     SDL_TimerID mBackwardTimer;
     int mBackwardCount;
+
+private:
+    // The background with its veil, and that with the cover, controls and hints on it.
+    StillLayer mBackdrop;
+    StillLayer mStill;
+    // Counts replacements of images the layers draw (a new cover or effect), which may
+    // come back at the address of the ones they replace.
+    int mImageGeneration = 0;
 };
 
 // The first existing image beside the track (its base name with .jpg, .jpeg, .png,

@@ -22,18 +22,6 @@
 
 namespace {
 
-constexpr int kCoverX = 80;
-constexpr int kCoverY = 80;
-constexpr int kCoverBox = 400;
-constexpr int kControlsY = 361;
-constexpr int kHintsY = 451;
-constexpr int kTextX = 530;
-constexpr int kTitleY = 142;
-constexpr int kArtistY = 200;
-constexpr int kProgressY = 274;
-constexpr int kTimeY = 300;
-constexpr int kTotalX = 1141;
-
 void blitAt(ZelmorSurface* surface, int x, int y) {
     if (!surface)
         return;
@@ -41,20 +29,15 @@ void blitAt(ZelmorSurface* surface, int x, int y) {
     surface->blit(nullptr, &at, 1, nullptr);
 }
 
-// The centred part of a w x h image with the screen's 16:9 proportions.
-SDL_Rect screenCrop(int w, int h) {
+} // namespace
+
+SDL_Rect playWindowBlurCrop(int w, int h) {
     if (static_cast<long>(w) * 720 > static_cast<long>(h) * 1280) {
         int sw = h * 1280 / 720;
         return {(w - sw) / 2, 0, sw, h};
     }
     int sh = w * 720 / 1280;
     return {0, (h - sh) / 2, w, sh};
-}
-
-} // namespace
-
-SDL_Rect playWindowBlurCrop(int w, int h) {
-    return screenCrop(w, h);
 }
 
 int playWindowPercentage(int position, int duration) {
@@ -100,6 +83,7 @@ void MusicPlayWindow::makeCoverBlur() {
 void MusicPlayWindow::changeTrack(const std::string& path) {
     release(mCover);
     release(mCoverBlur);
+    ++mImageGeneration;
     mCurPath = path;
     const char* file = getUserCoverPath(path);
     if (!file && access(MP_MUSIC_COVER_FILE, F_OK) == 0)
@@ -112,14 +96,14 @@ void MusicPlayWindow::changeTrack(const std::string& path) {
         makeCoverBlur();
 }
 
-void MusicPlayWindow::drawVisualiser() {
+VisRows MusicPlayWindow::drawVisualiser() {
     if (s_visType != kVisTypeSpectrum && s_visType != kVisTypeWave)
-        return;
+        return {0, 0};
     if (!mFftReady) {
         // The service may make the tap after the window: try again each frame.
         tprintf("fft not inited\n");
         mFftReady = initVisualizer(0) >= 0;
-        return;
+        return {0, 0};
     }
     if (s_visType == kVisTypeSpectrum) {
         pthread_mutex_lock(&sFFTLock);
@@ -128,17 +112,16 @@ void MusicPlayWindow::drawVisualiser() {
         pthread_mutex_lock(&sFFTLock);
         memcpy(mFftPeak, s_fft_peak, sizeof(mFftPeak));
         pthread_mutex_unlock(&sFFTLock);
-        paintSpectrumFrame(mVisCanvas, mVisFg, mVisFgMask, mVisPeak, mFftValue, mFftPeak);
-    } else {
-        int16_t samples[kTapSamples];
-        pthread_mutex_lock(&sFFTLock);
-        // A tap cut short under the mapping reads as silence instead of faulting.
-        readTapSamples(samples);
-        for (int i = 0; i < kTapSamples; ++i)
-            mWave[i] = samples[i] * 3.0517578125e-05;
-        pthread_mutex_unlock(&sFFTLock);
-        paintWaveformFrame(mVisCanvas, mVisSample, mVisFg, mWave);
+        return paintSpectrumFrame(mVisCanvas, mVisFg, mVisFgMask, mVisPeak, mFftValue, mFftPeak);
     }
+    int16_t samples[kTapSamples];
+    pthread_mutex_lock(&sFFTLock);
+    // A tap cut short under the mapping reads as silence instead of faulting.
+    readTapSamples(samples);
+    for (int i = 0; i < kTapSamples; ++i)
+        mWave[i] = samples[i] * 3.0517578125e-05;
+    pthread_mutex_unlock(&sFFTLock);
+    return paintWaveformFrame(mVisCanvas, mVisSample, mVisFg, mWave);
 }
 
 int MusicPlayWindow::draw() {
@@ -160,16 +143,15 @@ int MusicPlayWindow::draw() {
     size_t slash = path.rfind('/');
     std::string fileName = slash == std::string::npos ? std::string() : path.substr(slash + 1);
 
-    if (mCoverBlur && gCoverBackground) {
-        SDL_Rect crop = screenCrop(mCoverBlur->getWidth(), mCoverBlur->getHeight());
-        mCoverBlur->blit(&crop, nullptr, 1, nullptr);
-        if (ZelmorSurface* veil = mVisBg ? mVisBg : mBgMask)
-            veil->blit(nullptr, nullptr, 1, nullptr);
-    } else if (gBackground) {
-        gBackground->blit(nullptr, nullptr, 1, nullptr);
-    }
+    // The background as the images stand before this frame's track change, which shows
+    // its new blur from the next frame on.
+    haveLayers();
+    ScreenPiece pieces[kMaxStillPieces];
+    if (refreshLayer(mBackdrop, pieces, backdropPieces(pieces), nullptr))
+        mStill.count = -1; // it was composed over the old backdrop
 
     if (path.empty() && mShowIdleMessage) {
+        putLayer(mBackdrop);
         drawNavBar(0);
         drawStatBar(0);
         DrawString(gPopupFontTitle, SDL_Rect{80, 80, 1280, 560}, getLangStr(kLangNothingPlaying), gListColorTxt,
@@ -181,8 +163,10 @@ int MusicPlayWindow::draw() {
         s_triggerVisLoad = 0;
         loadVis();
     }
+    // Painted into its canvas now, put on the screen over the background below.
+    VisRows canvasRows = {0, 0};
     if (gVisualization)
-        drawVisualiser();
+        canvasRows = drawVisualiser();
 
     const int mode = getPlayMode();
     const int focused = focusedControl();
@@ -190,48 +174,8 @@ int MusicPlayWindow::draw() {
         changeTrack(path);
 
     const int v = gVisualization ? 0 : 80;
-    if (!mCover) {
-        if (mDefaultCover) {
-            SDL_Rect box = {kCoverX, kCoverY + v, kCoverBox, kCoverBox};
-            mDefaultCover->blit(nullptr, &box, 0, nullptr);
-        }
-    } else {
-        int sw = 0, sh = 0;
-        getScaledSizeKeepRatio(mCover->getWidth(), mCover->getHeight(), kCoverBox, kCoverBox, sw, sh);
-        SDL_Rect box = {kCoverX + (kCoverBox - sw) / 2, kCoverY + v + (kCoverBox - sh) / 2, sw, sh};
-        mCover->blit(nullptr, &box, 0, nullptr);
-    }
-
-    auto pick = [focused](int id, ZelmorSurface* normal, ZelmorSurface* focus) {
-        return focused == id ? focus : normal;
-    };
-    ZelmorSurface* modeN = mBtnSequenceN;
-    ZelmorSurface* modeF = mBtnSequenceF;
-    if (mode == PlayModeRandom) {
-        modeN = mBtnRandomN;
-        modeF = mBtnRandomF;
-    } else if (mode == PlayModeSingleCycle) {
-        modeN = mBtnSingleCycleN;
-        modeF = mBtnSingleCycleF;
-    }
-    const bool playing = isPlayingState(status);
-    struct Control {
-        int x;
-        ZelmorSurface* image;
-        ZelmorSurface* hint;
-        int hintX;
-    } controls[] = {
-        {585, pick(kControlPlayMode, modeN, modeF), mTipsX, 609},
-        {705, pick(kControlPrev, mBtnPrevN, mBtnPrevF), mTipsL, 729},
-        {825, playing ? pick(kControlPlayPause, mBtnPauseN, mBtnPauseF) : pick(kControlPlayPause, mBtnPlayN, mBtnPlayF),
-         mTipsStart, 825},
-        {945, pick(kControlNext, mIcNextN, mIcNextF), mTipsR, 969},
-        {1065, pick(kControlPlaylist, mBtnPlaylistN, mBtnPlaylistF), mTipsSelect, 1065},
-    };
-    for (const Control& control : controls) {
-        blitAt(control.image, control.x, kControlsY + v);
-        blitAt(control.hint, control.hintX, kHintsY + v);
-    }
+    refreshLayer(mStill, pieces, stillPieces(pieces, mode, isPlayingState(status), focused, v), &mBackdrop);
+    putStill(canvasRows);
 
     DrawString(gPopupFontTitle, SDL_Rect{kTextX, kTitleY + v, 750, 50}, title.empty() ? fileName.c_str() : title.c_str(),
                gListColorTxt, 0, false, false);

@@ -5,6 +5,22 @@
 
 #include <cstdlib>
 
+constexpr int kScreenWidth = 1280;
+constexpr int kScreenHeight = 720;
+
+// Where the screen's pieces lie, with the visualiser on; without it, 80 lower.
+constexpr int kCoverX = 80;
+constexpr int kCoverY = 80;
+constexpr int kCoverBox = 400;
+constexpr int kControlsY = 361;
+constexpr int kHintsY = 451;
+constexpr int kTextX = 530;
+constexpr int kTitleY = 142;
+constexpr int kArtistY = 200;
+constexpr int kProgressY = 274;
+constexpr int kTimeY = 300;
+constexpr int kTotalX = 1141;
+
 // Runs a shell command for the markers and the volume message; its result is not
 // looked at.
 inline void runShell(const char* command) {

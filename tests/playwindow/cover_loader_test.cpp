@@ -1,7 +1,7 @@
 // The toolkit's image loader as the covers use it: a large JPEG decoded at a reduced
-// scale (the largest that keeps the screen's height) that still keeps its own size for
-// the screens, PNG pixels identical to SDL_image's, and files the fast decoders refuse
-// handed on to SDL_image.
+// scale (the smallest whose longer side still fills the cover box) that keeps its own
+// size for the screens, PNG pixels identical to SDL_image's, and other files handed on
+// to SDL_image.
 #include "scratch_dir.h"
 #include "screen_fixture.h"
 

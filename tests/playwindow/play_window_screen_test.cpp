@@ -12,18 +12,6 @@
 
 namespace {
 
-void savePng(const std::string& path, int w, int h, const std::vector<Uint32>& argb) {
-    makeDirs(path.substr(0, path.rfind('/')));
-    SDL_Surface* image = SDL_CreateRGBSurfaceWithFormatFrom(const_cast<Uint32*>(argb.data()), w, h, 32, w * 4,
-                                                            SDL_PIXELFORMAT_ARGB8888);
-    IMG_SavePNG(image, path.c_str());
-    SDL_FreeSurface(image);
-}
-
-void solidPng(const std::string& path, int w, int h, Uint32 argb) {
-    savePng(path, w, h, std::vector<Uint32>(static_cast<size_t>(w) * h, argb));
-}
-
 // Band 41 holds bins 42 and 43; a tone on bin 43 is 1007.8125 Hz at 48 kHz.
 const std::vector<std::pair<double, double>> kTone = {{43.0, 32000.0}};
 

@@ -4,10 +4,23 @@
 #include "service/client/commands.h"
 #include "shmvar.h"
 
+#include <SDL2/SDL_image.h>
 #include <cjson/cJSON.h>
 
 #include <algorithm>
 #include <cmath>
+
+void savePng(const std::string& path, int w, int h, const std::vector<Uint32>& argb) {
+    makeDirs(path.substr(0, path.rfind('/')));
+    SDL_Surface* image = SDL_CreateRGBSurfaceWithFormatFrom(const_cast<Uint32*>(argb.data()), w, h, 32, w * 4,
+                                                            SDL_PIXELFORMAT_ARGB8888);
+    IMG_SavePNG(image, path.c_str());
+    SDL_FreeSurface(image);
+}
+
+void solidPng(const std::string& path, int w, int h, Uint32 argb) {
+    savePng(path, w, h, std::vector<Uint32>(static_cast<size_t>(w) * h, argb));
+}
 
 void writeTap(const std::vector<std::pair<double, double>>& tones) {
     std::string bytes(kTapMapBytes, '\0');

@@ -27,6 +27,9 @@
 // The service's wave tap: 2048 samples of a sum of sines on FFT bins (bin, amplitude),
 // their phases spread so that the peaks do not pile up, padded to the mapped size.
 void writeTap(const std::vector<std::pair<double, double>>& tones);
+// A PNG of ARGB pixels, and one of a single colour; their folder is made.
+void savePng(const std::string& path, int w, int h, const std::vector<Uint32>& argb);
+void solidPng(const std::string& path, int w, int h, Uint32 argb);
 // Effect folders named in the catalogue (under the effects directory).
 void listEffects(const std::vector<std::string>& names);
 

@@ -36,22 +36,27 @@ public:
     bool mTarget;        // can be a render target
     bool mSoftwareEraser = false;
     void* mPixels = nullptr; // the block getPixels handed out last
-    // A large JPEG is decoded at 1/2, 1/4 or 1/8 of its size: the texture and mImage
-    // are that much smaller, while mWidth, mHeight and source rectangles keep the
-    // image's own size.
+    // A picture larger than the screen is decoded at 1/2, 1/4 or 1/8 of its size: the
+    // texture and mImage are that much smaller, while mWidth, mHeight and source
+    // rectangles keep the image's own size. mSource names its file while it may be
+    // decoded again at a larger scale.
     int mReduction = 1;
+    std::string mSource;
 };
 
 ZwSurface* zwSurfaceFromImage(SDL_Surface* image);
-// An image decoded at 1/reduction of its own size width x height.
-ZwSurface* zwSurfaceFromReducedImage(SDL_Surface* image, int width, int height, int reduction);
-// Decodes an image file as an ARGB8888 surface: JPEG through libjpeg-turbo at the
-// largest reduced scale whose smaller side stays at least the screen's height, PNG
-// through libspng, anything else (or anything those refuse) through SDL_image.
-// *width and *height receive the image's own size, *reduction the scale's divisor.
+// Decodes an image file as an ARGB8888 surface at 1/*reduction of its size, or with
+// *reduction 0 at the divisor zwReduction gives: JPEG through libjpeg-turbo, PNG
+// through libspng, anything else (or anything those cannot read) through SDL_image,
+// whole. *width and *height receive the image's own size, *reduction the divisor. Null
+// for a file that is no image, or a picture too large to decode.
 SDL_Surface* zwDecodeImage(const char* path, int* width, int* height, int* reduction);
-// The divisor (1, 2, 4 or 8) at which a JPEG of w x h is decoded.
-int zwJpegReduction(int w, int h);
+// The divisor (1, 2, 4 or 8) at which an image of w x h is decoded: 1 when it fits the
+// screen, else the largest that keeps its longer side at least the cover box's 400.
+int zwReduction(int w, int h);
+// Before a reduced image is drawn from source into destination: decodes it again at a
+// larger scale when its pixels behind source are fewer than destination's.
+void zwSharpen(ZwSurface* surface, const SDL_Rect& source, const SDL_Rect& destination);
 ZwSurface* zwCurrentTarget();
 void zwReleaseTextCache();
 // Lines rendered from glyphs so far; cached lines do not count.

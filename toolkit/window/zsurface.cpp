@@ -4,13 +4,11 @@
 
 #include <SDL2/SDL_image.h>
 #include <algorithm>
-#include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <jpeglib.h>
-#include <spng.h>
 #include <string>
+#include <vector>
 
 SDL_Window* gZwWindow = nullptr;
 SDL_Renderer* gZwRenderer = nullptr;
@@ -48,10 +46,6 @@ SDL_Surface* toArgb(SDL_Surface* surface) {
     SDL_Surface* converted = SDL_ConvertSurfaceFormat(surface, SDL_PIXELFORMAT_ARGB8888, 0);
     SDL_FreeSurface(surface);
     return converted;
-}
-
-bool fileExists(const std::string& path) {
-    return !path.empty() && access(path.c_str(), R_OK) == 0;
 }
 
 } // namespace
@@ -106,14 +100,6 @@ void ZwSurface::blit(SDL_Rect* src, SDL_Rect* dst, int flag, void*) {
     if (!gZwRenderer)
         return;
     SDL_Rect source = src ? *src : SDL_Rect{0, 0, mWidth, mHeight};
-    // The part of the texture behind the source rectangle: the same unless the image
-    // was decoded reduced.
-    SDL_Rect texel = source;
-    if (mReduction > 1) {
-        texel = src ? SDL_Rect{src->x / mReduction, src->y / mReduction, std::max(1, src->w / mReduction),
-                               std::max(1, src->h / mReduction)}
-                    : SDL_Rect{0, 0, mImage->w, mImage->h};
-    }
     SDL_Rect destination;
     if (!dst) {
         int w = kZwScreenWidth, h = kZwScreenHeight;
@@ -127,12 +113,44 @@ void ZwSurface::blit(SDL_Rect* src, SDL_Rect* dst, int flag, void*) {
     } else {
         destination = *dst;
     }
+    // The part of the texture behind the source rectangle: the same unless the image
+    // was decoded reduced, and then with at least as many pixels as it is drawn with.
+    SDL_Rect texel = source;
+    if (mReduction > 1) {
+        zwSharpen(this, source, destination);
+        texel = src ? SDL_Rect{src->x / mReduction, src->y / mReduction, std::max(1, src->w / mReduction),
+                               std::max(1, src->h / mReduction)}
+                    : SDL_Rect{0, 0, mImage->w, mImage->h};
+    }
     if (mSoftwareEraser && sRenderTarget) {
         sRenderTarget->eraseWith(mImage, texel, destination);
         return;
     }
     SDL_RenderCopy(gZwRenderer, mTexture, &texel, &destination);
 }
+
+namespace {
+
+// v * v on the 0..255 scale, rounded down from half: (v * v + 127) / 255, in 16 bits and
+// without the division, so that the compiler runs the loops below on vectors.
+inline Uint8 square255(Uint8 v) {
+    const Uint16 t = static_cast<Uint16>(v * v + 127);
+    return static_cast<Uint8>(static_cast<Uint16>(t + 1 + (t >> 8)) >> 8);
+}
+
+// One run of canvas pixels under the stamp's: colour squared, alpha squared less the
+// stamp's alpha squared. Every byte is squared first, then the alpha bytes cut.
+void eraseRun(Uint32* canvas, const Uint32* stamp, int count) {
+    auto* bytes = reinterpret_cast<Uint8*>(canvas);
+    for (int i = 0; i < count * 4; ++i)
+        bytes[i] = square255(bytes[i]);
+    for (int x = 0; x < count; ++x) {
+        const Uint32 kept = canvas[x] >> 24, cut = square255(static_cast<Uint8>(stamp[x] >> 24));
+        canvas[x] = (canvas[x] & 0xffffff) | (kept > cut ? kept - cut : 0) << 24;
+    }
+}
+
+} // namespace
 
 // Reads the target's pixels, applies the stamp where it lands and writes them back.
 void ZwSurface::eraseWith(SDL_Surface* stamp, const SDL_Rect& source, const SDL_Rect& destination) {
@@ -141,47 +159,39 @@ void ZwSurface::eraseWith(SDL_Surface* stamp, const SDL_Rect& source, const SDL_
     if (!SDL_IntersectRect(&destination, &bounds, &area))
         return;
     const int pitch = area.w * 4;
-    auto* canvas = static_cast<Uint32*>(malloc(static_cast<size_t>(pitch) * area.h));
-    if (!canvas)
+    // The window thread's scratch rows, kept from stamp to stamp.
+    static std::vector<Uint32> sCanvas;
+    sCanvas.resize(static_cast<size_t>(area.w) * area.h);
+    Uint32* canvas = sCanvas.data();
+    if (SDL_RenderReadPixels(gZwRenderer, &area, SDL_PIXELFORMAT_ARGB8888, canvas, pitch) != 0)
         return;
-    if (SDL_RenderReadPixels(gZwRenderer, &area, SDL_PIXELFORMAT_ARGB8888, canvas, pitch) == 0) {
-        SDL_LockSurface(stamp);
-        // v * v on the 0..255 scale, rounded; a table keeps the per-pixel work to lookups.
-        static const auto kSquare = [] {
-            struct Table {
-                Uint8 v[256];
-            } table;
-            for (Uint32 v = 0; v < 256; ++v)
-                table.v[v] = static_cast<Uint8>((v * v + 127) / 255);
-            return table;
-        }();
-        const Uint8* square = kSquare.v;
-        const bool natural = source.w == destination.w && source.h == destination.h;
-        const int stampStride = stamp->pitch / 4;
-        for (int y = 0; y < area.h; ++y) {
-            // Nearest source pixel of a possibly stretched stamp.
-            int sy = natural ? source.y + (y + area.y - destination.y)
-                             : source.y + (y + area.y - destination.y) * source.h / std::max(1, destination.h);
-            if (sy < 0 || sy >= stamp->h)
-                continue;
-            const Uint32* stampRow = static_cast<const Uint32*>(stamp->pixels) + sy * stampStride;
-            Uint32* row = canvas + y * area.w;
-            for (int x = 0; x < area.w; ++x) {
-                int sx = natural ? source.x + (x + area.x - destination.x)
-                                 : source.x + (x + area.x - destination.x) * source.w / std::max(1, destination.w);
-                if (sx < 0 || sx >= stamp->w)
-                    continue;
-                Uint32 s = stampRow[sx];
-                Uint32& d = row[x];
-                int alpha = static_cast<int>(square[d >> 24]) - static_cast<int>(square[s >> 24]);
-                Uint32 r = square[(d >> 16) & 0xff], g = square[(d >> 8) & 0xff], b = square[d & 0xff];
-                d = (static_cast<Uint32>(std::max(alpha, 0)) << 24) | (r << 16) | (g << 8) | b;
-            }
+    SDL_LockSurface(stamp);
+    const bool natural = source.w == destination.w && source.h == destination.h;
+    const int stampStride = stamp->pitch / 4;
+    for (int y = 0; y < area.h; ++y) {
+        // Nearest source pixel of a possibly stretched stamp.
+        int sy = natural ? source.y + (y + area.y - destination.y)
+                         : source.y + (y + area.y - destination.y) * source.h / std::max(1, destination.h);
+        if (sy < 0 || sy >= stamp->h)
+            continue;
+        const Uint32* stampRow = static_cast<const Uint32*>(stamp->pixels) + sy * stampStride;
+        Uint32* row = canvas + y * area.w;
+        if (natural) {
+            // The stamp's column under canvas column 0, and the columns it covers.
+            const int first = source.x + area.x - destination.x;
+            const int begin = std::max(0, -first), end = std::min(area.w, stamp->w - first);
+            if (begin < end)
+                eraseRun(row + begin, stampRow + first + begin, end - begin);
+            continue;
         }
-        SDL_UnlockSurface(stamp);
-        SDL_UpdateTexture(mTexture, &area, canvas, pitch);
+        for (int x = 0; x < area.w; ++x) {
+            int sx = source.x + (x + area.x - destination.x) * source.w / std::max(1, destination.w);
+            if (sx >= 0 && sx < stamp->w)
+                eraseRun(row + x, stampRow + sx, 1);
+        }
     }
-    free(canvas);
+    SDL_UnlockSurface(stamp);
+    SDL_UpdateTexture(mTexture, &area, canvas, pitch);
 }
 
 void* ZwSurface::getPixels(int* pitch, int* bytesPerPixel, int* width, int* height) {
@@ -238,179 +248,6 @@ ZwSurface* zwSurfaceFromImage(SDL_Surface* image) {
         return nullptr;
     }
     return new ZwSurface(texture, image->w, image->h, image, false);
-}
-
-ZwSurface* zwSurfaceFromReducedImage(SDL_Surface* image, int width, int height, int reduction) {
-    ZwSurface* surface = zwSurfaceFromImage(image);
-    if (surface && reduction > 1) {
-        surface->mWidth = width;
-        surface->mHeight = height;
-        surface->mReduction = reduction;
-    }
-    return surface;
-}
-
-int zwJpegReduction(int w, int h) {
-    // No surface is ever drawn larger than the screen, so a smaller side of the
-    // screen's height keeps every use of the image sharp.
-    const int side = std::min(w, h);
-    for (int denominator : {8, 4, 2}) {
-        if ((side + denominator - 1) / denominator >= kZwScreenHeight)
-            return denominator;
-    }
-    return 1;
-}
-
-namespace {
-
-struct JpegError {
-    jpeg_error_mgr manager;
-    jmp_buf jump;
-};
-
-void jpegFail(j_common_ptr info) {
-    longjmp(reinterpret_cast<JpegError*>(info->err)->jump, 1);
-}
-
-void jpegQuiet(j_common_ptr, int) {}
-
-// Straight from the compressed data into the rows of an ARGB8888 surface, at a reduced
-// scale when the image is large. Null for anything that is no baseline or progressive
-// JPEG in a colour space the decoder converts itself (CMYK goes to SDL_image).
-SDL_Surface* decodeJpeg(FILE* file, int* width, int* height, int* reduction) {
-    jpeg_decompress_struct info;
-    JpegError error;
-    info.err = jpeg_std_error(&error.manager);
-    error.manager.error_exit = jpegFail;
-    error.manager.emit_message = jpegQuiet;
-    SDL_Surface* volatile image = nullptr;
-    if (setjmp(error.jump)) {
-        jpeg_destroy_decompress(&info);
-        if (image)
-            SDL_FreeSurface(image);
-        return nullptr;
-    }
-    jpeg_create_decompress(&info);
-    jpeg_stdio_src(&info, file);
-    jpeg_read_header(&info, TRUE);
-    if (info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK) {
-        jpeg_destroy_decompress(&info);
-        return nullptr;
-    }
-    const int divisor = zwJpegReduction(static_cast<int>(info.image_width), static_cast<int>(info.image_height));
-    info.scale_num = 1;
-    info.scale_denom = static_cast<unsigned>(divisor);
-#if SDL_BYTEORDER == SDL_LIL_ENDIAN
-    info.out_color_space = JCS_EXT_BGRA; // bytes B, G, R, A: ARGB8888 in a 32-bit word
-#else
-    info.out_color_space = JCS_EXT_ARGB;
-#endif
-    jpeg_start_decompress(&info);
-    image = SDL_CreateRGBSurfaceWithFormat(0, static_cast<int>(info.output_width),
-                                           static_cast<int>(info.output_height), 32, SDL_PIXELFORMAT_ARGB8888);
-    if (!image)
-        longjmp(error.jump, 1);
-    while (info.output_scanline < info.output_height) {
-        JSAMPROW row = static_cast<JSAMPROW>(image->pixels) + static_cast<size_t>(info.output_scanline) * image->pitch;
-        jpeg_read_scanlines(&info, &row, 1);
-    }
-    jpeg_finish_decompress(&info);
-    *width = static_cast<int>(info.image_width);
-    *height = static_cast<int>(info.image_height);
-    *reduction = divisor;
-    jpeg_destroy_decompress(&info);
-    return image;
-}
-
-// A whole PNG into an ARGB8888 surface: decoded as RGBA bytes, then the red and blue
-// bytes exchanged in place.
-SDL_Surface* decodePng(FILE* file) {
-    // A damaged checksum still leaves a picture worth showing: the checks are skipped,
-    // while broken compressed data still fails the decode.
-    spng_ctx* context = spng_ctx_new(SPNG_CTX_IGNORE_ADLER32);
-    if (!context)
-        return nullptr;
-    spng_set_crc_action(context, SPNG_CRC_USE, SPNG_CRC_USE);
-    SDL_Surface* image = nullptr;
-    spng_ihdr header;
-    size_t size = 0;
-    if (spng_set_png_file(context, file) == 0 && spng_get_ihdr(context, &header) == 0 &&
-        header.width <= 16384 && header.height <= 16384 &&
-        spng_decoded_image_size(context, SPNG_FMT_RGBA8, &size) == 0) {
-        image = SDL_CreateRGBSurfaceWithFormat(0, static_cast<int>(header.width), static_cast<int>(header.height), 32,
-                                               SDL_PIXELFORMAT_ARGB8888);
-        if (image && static_cast<size_t>(image->pitch) * image->h == size &&
-            spng_decode_image(context, image->pixels, size, SPNG_FMT_RGBA8, SPNG_DECODE_TRNS) == 0) {
-            auto* bytes = static_cast<Uint8*>(image->pixels);
-            for (size_t i = 0; i < size; i += 4) {
-#if SDL_BYTEORDER == SDL_LIL_ENDIAN
-                std::swap(bytes[i], bytes[i + 2]); // R G B A -> B G R A
-#else
-                Uint8 alpha = bytes[i + 3]; // R G B A -> A R G B
-                memmove(bytes + i + 1, bytes + i, 3);
-                bytes[i] = alpha;
-#endif
-            }
-        } else if (image) {
-            SDL_FreeSurface(image);
-            image = nullptr;
-        }
-    }
-    spng_ctx_free(context);
-    return image;
-}
-
-} // namespace
-
-SDL_Surface* zwDecodeImage(const char* path, int* width, int* height, int* reduction) {
-    *reduction = 1;
-    SDL_Surface* image = nullptr;
-    if (FILE* file = fopen(path, "rb")) {
-        unsigned char magic[8] = {};
-        size_t got = fread(magic, 1, sizeof(magic), file);
-        rewind(file);
-        if (got >= 3 && magic[0] == 0xff && magic[1] == 0xd8 && magic[2] == 0xff)
-            image = decodeJpeg(file, width, height, reduction);
-        else if (got == 8 && memcmp(magic, "\x89PNG\r\n\x1a\n", 8) == 0)
-            image = decodePng(file);
-        fclose(file);
-    }
-    if (!image) {
-        *reduction = 1;
-        image = IMG_Load(path);
-    }
-    if (image && *reduction == 1) {
-        *width = image->w;
-        *height = image->h;
-    }
-    return image;
-}
-
-ZelmorSurface* LoadZelmorSurface(const char* themeDir, const char* appDir, const char* file) {
-    if (!file || !*file)
-        return nullptr;
-    std::string path;
-    if (file[0] == '/') {
-        path = file;
-    } else {
-        for (const char* dir : {themeDir, appDir}) {
-            if (!dir)
-                continue;
-            std::string candidate = std::string(dir);
-            if (!candidate.empty() && candidate.back() != '/')
-                candidate += '/';
-            candidate += file;
-            if (fileExists(candidate)) {
-                path = candidate;
-                break;
-            }
-        }
-    }
-    if (!fileExists(path))
-        return nullptr;
-    int width = 0, height = 0, reduction = 1;
-    SDL_Surface* image = zwDecodeImage(path.c_str(), &width, &height, &reduction);
-    return zwSurfaceFromReducedImage(image, width, height, reduction);
 }
 
 ZelmorSurface* CreateSurface(int width, int height) {

@@ -5,6 +5,8 @@
 
 namespace {
 
+constexpr int kScreenHeight = 720;
+
 // Rows of the canvas that the last frame painted; every other row is still transparent
 // from the clear that loadVis or an earlier frame made, so that clearing these rows
 // gives the same canvas as clearing all of it, at a fraction of the price. A canvas
@@ -26,21 +28,17 @@ void clearCanvas(ZelmorSurface* canvas) {
     }
 }
 
-// The canvas goes on the screen's bottom edge. Only its rows from top to bottom hold
-// anything; the rows above are transparent, so leaving them out changes no pixel and
-// spares the renderer most of a full-screen blend.
-void putCanvas(ZelmorSurface* canvas, int top, int bottom) {
-    const int cw = canvas->getWidth(), ch = canvas->getHeight();
+// Records the canvas rows [top, bottom) as painted; the rows above are transparent, so
+// leaving them out of the blend changes no pixel and spares the renderer most of a
+// full-screen blend.
+VisRows notePainted(ZelmorSurface* canvas, int top, int bottom) {
+    const int ch = canvas->getHeight();
     top = std::max(0, top);
     bottom = std::min(ch, bottom);
     sPaintedCanvas = canvas;
     sPaintedTop = top;
     sPaintedBottom = bottom;
-    if (top >= bottom)
-        return;
-    SDL_Rect part = {0, top, cw, bottom - top};
-    SDL_Rect onScreen = {0, 720 - ch + top, cw, bottom - top};
-    canvas->blit(&part, &onScreen, 1, nullptr);
+    return {kScreenHeight - ch + top, kScreenHeight - ch + bottom};
 }
 
 } // namespace
@@ -51,10 +49,19 @@ int visEraserBlendMode() {
                                                        SDL_BLENDFACTOR_DST_ALPHA, SDL_BLENDOPERATION_REV_SUBTRACT));
 }
 
-void paintSpectrumFrame(ZelmorSurface* canvas, ZelmorSurface* fg, ZelmorSurface* mask, ZelmorSurface* peak,
-                        const double* values, const double* peaks) {
-    if (!canvas || !fg || !mask)
+void putVisCanvas(ZelmorSurface* canvas, VisRows rows) {
+    if (!canvas || rows.top >= rows.bottom)
         return;
+    const int cw = canvas->getWidth(), ch = canvas->getHeight();
+    SDL_Rect part = {0, rows.top - (kScreenHeight - ch), cw, rows.bottom - rows.top};
+    SDL_Rect onScreen = {0, rows.top, cw, rows.bottom - rows.top};
+    canvas->blit(&part, &onScreen, 1, nullptr);
+}
+
+VisRows paintSpectrumFrame(ZelmorSurface* canvas, ZelmorSurface* fg, ZelmorSurface* mask, ZelmorSurface* peak,
+                           const double* values, const double* peaks) {
+    if (!canvas || !fg || !mask)
+        return {0, 0};
     const int cw = canvas->getWidth(), ch = canvas->getHeight();
     const int fw = fg->getWidth(), fh = fg->getHeight();
     const int mw = mask->getWidth(), mh = mask->getHeight();
@@ -87,7 +94,7 @@ void paintSpectrumFrame(ZelmorSurface* canvas, ZelmorSurface* fg, ZelmorSurface*
     }
 
     SetRenderTarget(nullptr);
-    putCanvas(canvas, top, ch);
+    return notePainted(canvas, top, ch);
 }
 
 void waveformBar(double point, int centre, int* top, int* height) {
@@ -102,9 +109,9 @@ void waveformBar(double point, int centre, int* top, int* height) {
     }
 }
 
-void paintWaveformFrame(ZelmorSurface* canvas, ZelmorSurface* sample, ZelmorSurface* fg, const double* wave) {
+VisRows paintWaveformFrame(ZelmorSurface* canvas, ZelmorSurface* sample, ZelmorSurface* fg, const double* wave) {
     if (!canvas || !sample)
-        return;
+        return {0, 0};
     double points[kWaveBars];
     // Two of every three samples from the start of the tap.
     for (int i = 0; i < kWaveBars; ++i)
@@ -132,5 +139,5 @@ void paintWaveformFrame(ZelmorSurface* canvas, ZelmorSurface* sample, ZelmorSurf
     }
 
     SetRenderTarget(nullptr);
-    putCanvas(canvas, highest, lowest);
+    return notePainted(canvas, highest, lowest);
 }

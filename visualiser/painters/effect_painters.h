@@ -1,7 +1,9 @@
 // The two painters of the visual effects. Each paints one frame into the effect's
 // 1280x720 canvas from the effect's images and the numbers the caller copied for this
-// frame, then puts the canvas on the screen's bottom edge. A missing image the painter
-// needs leaves the frame without a canvas; the caller draws everything else as usual.
+// frame, and says which rows of the screen that frame covers; putVisCanvas then puts it
+// on the screen's bottom edge, once the caller has drawn what lies under it. A missing
+// image the painter needs leaves the frame without a canvas; the caller draws everything
+// else as usual.
 #pragma once
 
 #include "zwindow.h"
@@ -20,17 +22,27 @@ constexpr double kWaveGain = 384.0;
 // srcA * srcA. Opaque pixels of the mask cut holes into what the canvas holds.
 int visEraserBlendMode();
 
+// Screen rows [top, bottom) that a painted canvas covers; empty (top >= bottom) when
+// the painter painted nothing.
+struct VisRows {
+    int top;
+    int bottom;
+};
+
 // The lit foreground centred on the canvas's bottom edge, cut by one stamp of the mask
 // per band, raised by the band's value, each followed by its peak marker (peak may be
 // null). values and peaks hold kVisBands elements. Paints nothing when canvas, fg or
 // mask is null.
-void paintSpectrumFrame(ZelmorSurface* canvas, ZelmorSurface* fg, ZelmorSurface* mask, ZelmorSurface* peak,
-                        const double* values, const double* peaks);
+VisRows paintSpectrumFrame(ZelmorSurface* canvas, ZelmorSurface* fg, ZelmorSurface* mask, ZelmorSurface* peak,
+                           const double* values, const double* peaks);
 
 // 80 bars of the sample image, growing up and down from a centre line, from the first
 // 240 of the 2048 samples in wave (scaled to [-1, 1)). fg, when set, only places the
 // centre line. Paints nothing when canvas or sample is null.
-void paintWaveformFrame(ZelmorSurface* canvas, ZelmorSurface* sample, ZelmorSurface* fg, const double* wave);
+VisRows paintWaveformFrame(ZelmorSurface* canvas, ZelmorSurface* sample, ZelmorSurface* fg, const double* wave);
+
+// Blends the rows of the canvas that the painter reported onto the screen.
+void putVisCanvas(ZelmorSurface* canvas, VisRows rows);
 
 // Bar height and top of one waveform point, from the sum of its two samples; split out
 // so that the rounding is tested.
