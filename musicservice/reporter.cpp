@@ -12,7 +12,11 @@
 namespace {
 
 constexpr long kTapPeriodMs = 25;
+// How often the status is looked at: a new second of the position shows within this.
 constexpr long kStatusPeriodMs = 100;
+// The file is rewritten when its text changes, and this long after the last rewrite
+// when nothing has, so that a reader always finds a recent one.
+constexpr long kStatusRefreshMs = 1000;
 
 pthread_mutex_t sReportLock = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t sReportWake;
@@ -37,9 +41,11 @@ uint64_t sShownSerial = 0;
 uint64_t sTapSeen = 0;
 bool sTapSilent = false;
 bool sStatusFailed = false;
+std::string sStatusShown;
+long sStatusWrittenMs = 0;
 int16_t sTapSamples[kTapSamples];
 
-void reportStatus(PlayerSnapshot* snapshot) {
+void reportStatus(PlayerSnapshot* snapshot, long now) {
     playerSnapshot(snapshot);
     // The dump and the cover are in place before the status names the track, so that
     // a reader that sees the new name finds the files that go with it.
@@ -47,10 +53,15 @@ void reportStatus(PlayerSnapshot* snapshot) {
         writeTrackFiles(*snapshot->info);
         sShownSerial = snapshot->trackSerial;
     }
-    bool failed = writeStatusFile(*snapshot) < 0;
+    std::string text = statusText(*snapshot);
+    if (text == sStatusShown && now - sStatusWrittenMs < kStatusRefreshMs && !sStatusFailed)
+        return;
+    bool failed = text.empty() || writeStatusText(text) < 0;
     if (failed && !sStatusFailed)
         tprintf("musicservice: cannot write the status file\n");
     sStatusFailed = failed;
+    sStatusShown = text;
+    sStatusWrittenMs = now;
 }
 
 void reportTap(PlayerState state) {
@@ -79,7 +90,7 @@ void* reporterThread(void*) {
 
         long now = systemms();
         if (kicked || now - lastStatus >= kStatusPeriodMs) {
-            reportStatus(&snapshot);
+            reportStatus(&snapshot, now);
             lastStatus = now;
         }
         reportTap(snapshot.state);
@@ -133,7 +144,7 @@ void reporterStop() {
     playerSnapshot(&snapshot);
     snapshot.state = kPlayerStopped;
     snapshot.positionMs = 0;
-    writeStatusFile(snapshot);
+    writeStatusText(statusText(snapshot));
     tapClear();
     recorderDrain();
 }

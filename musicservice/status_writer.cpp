@@ -49,10 +49,7 @@ std::string statusText(const PlayerSnapshot& snapshot) {
     return text;
 }
 
-int writeStatusFile(const PlayerSnapshot& snapshot) {
-    std::string text = statusText(snapshot);
-    if (text.empty())
-        return -1;
+int writeStatusText(const std::string& text) {
     return replaceFile(MP_STATUS_FILE, text.data(), text.size());
 }
 

@@ -127,6 +127,22 @@ bool waitForStatusRewrites(int count, int timeoutMs) {
         timeoutMs);
 }
 
+int statusRewritesDuring(int ms, const std::function<void()>& meanwhile) {
+    struct stat info;
+    ino_t last = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
+    int rewrites = 0;
+    for (long start = monotonicMs(), call = start; monotonicMs() < start + ms; usleep(500)) {
+        ino_t now = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
+        rewrites += now != last;
+        last = now;
+        if (monotonicMs() >= call) {
+            meanwhile();
+            call += 16;
+        }
+    }
+    return rewrites;
+}
+
 bool closedByService(int fd, int timeoutMs) {
     char buffer[4096];
     return waitUntil(

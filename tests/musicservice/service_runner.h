@@ -49,6 +49,9 @@ bool waitForStatus(const std::function<bool(const MusicPlayingStatus&)>& conditi
                    MusicPlayingStatus* record);
 // Waits until the status file has been replaced count more times.
 bool waitForStatusRewrites(int count, int timeoutMs);
+// How often the status file is replaced during ms milliseconds, while meanwhile() is
+// called about 60 times a second.
+int statusRewritesDuring(int ms, const std::function<void()>& meanwhile);
 // True when the service closes the connection within timeoutMs (whatever it sent).
 bool closedByService(int fd, int timeoutMs);
 
