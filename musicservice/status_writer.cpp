@@ -33,8 +33,9 @@ std::string statusText(const PlayerSnapshot& snapshot) {
         return std::string();
     cJSON_AddStringToObject(root, kStatusFilename, info.path.c_str());
     cJSON_AddStringToObject(root, kStatusState, stateWord(snapshot.state));
-    // Whole seconds: the duration rounded, the position as far as it has got.
-    cJSON_AddNumberToObject(root, kStatusDuration, static_cast<double>((info.durationMs + 500) / 1000));
+    // Whole seconds, both cut the same way, so that the position at the end of a track
+    // is its duration (rounding the duration alone made 3:00.6 end at 3:00 of 3:01).
+    cJSON_AddNumberToObject(root, kStatusDuration, static_cast<double>(info.durationMs / 1000));
     cJSON_AddNumberToObject(root, kStatusPosition, static_cast<double>(snapshot.positionMs / 1000));
     cJSON_AddNumberToObject(root, kStatusVolume, snapshot.volume);
     cJSON_AddNumberToObject(root, kStatusAudiotrack, info.audioStream);

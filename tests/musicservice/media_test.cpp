@@ -70,13 +70,13 @@ TEST_F(MediaTest, SeeksLandOnTheExactSample) {
 TEST_F(MediaTest, StatusTextReadsBackThroughTheFrontEndsRecord) {
     auto info = std::make_shared<TrackInfo>();
     info->path = "/music/a \"quoted\" path.flac";
-    info->durationMs = 61600;
+    info->durationMs = 180600;
     info->tags[kTagYear] = "1999";
     info->tags[kTagTrack] = "3/12";
-    // Whole seconds: the duration rounded, the position the second under way. Year and
-    // track are strings, or the front end would drop them.
+    // Whole seconds, both the one under way, so that a track of 3:00.6 ends at 3:00 of
+    // 3:00. Year and track are strings, or the front end would drop them.
     std::string records;
-    for (const PlayerSnapshot& shot : {PlayerSnapshot{kPlayerPaused, info, 0, 59999, 40}, PlayerSnapshot()}) {
+    for (const PlayerSnapshot& shot : {PlayerSnapshot{kPlayerPaused, info, 0, 180600, 40}, PlayerSnapshot()}) {
         cJSON* root = cJSON_Parse(statusText(shot).c_str());
         ASSERT_NE(root, nullptr) << statusText(shot);
         MusicPlayingStatus r;
@@ -86,5 +86,5 @@ TEST_F(MediaTest, StatusTextReadsBackThroughTheFrontEndsRecord) {
                    std::to_string(r.position) + "|" + std::to_string(r.volume) + "|" + r.year + "|" +
                    r.track + "\n";
     }
-    EXPECT_EQ(records, info->path + "|paused|62|59|40|1999|3/12\n|stopped|0|0|0||\n");
+    EXPECT_EQ(records, info->path + "|paused|180|180|40|1999|3/12\n|stopped|0|0|0||\n");
 }
