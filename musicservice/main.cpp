@@ -96,9 +96,12 @@ int main(int argc, char** argv) {
 
     tprintf("musicservice: stopping\n");
     reporterStop();
-    playerShutdown();
+    bool stuck = playerShutdown() < 0;
     recorderClose();
     tapClose();
     close(stopFd);
+    // A thread stuck in a file read must not meet the destructors of what it uses.
+    if (stuck)
+        _exit(result < 0 ? 1 : 0);
     return result < 0 ? 1 : 0;
 }

@@ -22,6 +22,7 @@ constexpr int64_t kPreopenMs = 8000;      // the next track is opened this long 
 constexpr uint32_t kTapFrames = 8192;     // mono samples kept for the wave tap
 constexpr uint32_t kRecordFrames = 1u << 19; // about 11 s waiting to be written out
 constexpr int kDeviceFrames = 960;        // 20 ms a callback: a whole number of milliseconds
+constexpr int kJoinLimitSeconds = 1;      // how long shutdown waits for the decode thread
 
 enum CommandKind { kOpPlay, kOpStep, kOpPause, kOpResume, kOpStop, kOpSeek };
 
@@ -274,7 +275,9 @@ bool startTrack(const std::string& path, PlaylistStep onFailure, int64_t startMs
         if (openSource(candidate, &fresh) == 0)
             break;
         tprintf("musicservice: skipping %s\n", candidate.c_str());
-        if (attempt >= limit || playlistStep(onFailure, &candidate) < 0) {
+        // A command sent meanwhile goes first rather than wait for a list of bad files.
+        if (attempt >= limit || sHasCommand.load(std::memory_order_acquire) ||
+            playlistStep(onFailure, &candidate) < 0) {
             tprintf("musicservice: nothing left to play\n");
             stopAll();
             return false;
@@ -598,14 +601,23 @@ int playerStart(const PlayerOptions& options) {
     return 0;
 }
 
-void playerShutdown() {
+int playerShutdown() {
     pthread_once(&sWakeOnce, wakeInit);
     if (sThreadStarted) {
+        decoderAbortAll();
         pthread_mutex_lock(&sLock);
         sRunning = false;
         pthread_cond_signal(&sWake);
         pthread_mutex_unlock(&sLock);
-        pthread_join(sThread, nullptr);
+        // A read of a file can still hang in the kernel (a dead card or network folder),
+        // where nothing interrupts it: the service then ends without the thread.
+        struct timespec until;
+        clock_gettime(CLOCK_REALTIME, &until);
+        until.tv_sec += kJoinLimitSeconds;
+        if (pthread_timedjoin_np(sThread, nullptr, &until) != 0) {
+            tprintf("musicservice: the decode thread does not end (a file read hangs); leaving it\n");
+            return -1;
+        }
         sThreadStarted = false;
     }
     if (sDevice) {
@@ -619,6 +631,7 @@ void playerShutdown() {
     sMarks.clear();
     sCommands.clear();
     pthread_mutex_unlock(&sLock);
+    return 0;
 }
 
 void playerPlayFromList(int listType, const std::string& path) {

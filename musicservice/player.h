@@ -38,7 +38,9 @@ struct PlayerSnapshot {
 // Opens the audio device (SDL's dummy driver when no other works) and starts the
 // decode thread: 0 or negative.
 int playerStart(const PlayerOptions& options);
-void playerShutdown();
+// Ends the decode thread and closes the device: 0, or -1 when the thread did not end
+// within a second (stuck in a file read); the process must then end without cleanup.
+int playerShutdown();
 
 // Makes the list of that type the playing one at the path (see playlistSelect) and
 // plays the file from its start; a path that is not in the list is logged and changes

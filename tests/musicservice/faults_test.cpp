@@ -1,6 +1,7 @@
-// The service under bad clients: every kind of bad frame and request, clients that
-// stall, say nothing or leave before their reply while a hundred others ask at once, a
-// second instance, and readers of the status file during rewrites.
+// The service under bad clients and bad files: every kind of bad frame and request,
+// clients that stall, say nothing or leave before their reply while a hundred others ask
+// at once, a second instance, readers of the status file during rewrites, files that
+// block, vanish or shrink while they play. After each, SIGTERM ends the service in time.
 #include "base/device_paths.h"
 #include "fake_service.h"
 #include "scratch_dir.h"
@@ -35,8 +36,10 @@ protected:
         expectUndisturbed();
     }
     void TearDown() override {
+        long start = monotonicMs();
         int status = stopMusicService(&mService);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+        EXPECT_LT(monotonicMs() - start, 2000 * MS_TIME_SCALE) << "SIGTERM ends the service within 2 s";
         if (HasFailure())
             std::cerr << serviceLog(mService);
     }
@@ -49,6 +52,10 @@ protected:
         EXPECT_TRUE(waitForStatus(
             [&](const MusicPlayingStatus& s) { return s.filename == mPath && s.status == "playing"; },
             kWaitMs, &mRecord));
+    }
+    bool plays(const std::string& path) {
+        return waitForStatus([&](const MusicPlayingStatus& s) { return s.filename == path && s.status == "playing"; },
+                             kWaitMs, &mRecord);
     }
 
     std::string mPath = std::string(demoLibraryDir()) + "/Tones/01 Tone 440 Hz.flac";
@@ -174,4 +181,28 @@ TEST_F(FaultTest, ReadersNeverSeeAStatusFileHalfWritten) {
     commands.join();
     EXPECT_EQ(torn, 0) << "of " << reads << " reads";
     EXPECT_GE(replaced, 30) << "each rewrite is a new file put in place by rename";
+}
+
+TEST_F(FaultTest, FilesThatBlockVanishOrShrinkWhileTheyPlayNeverHoldThePlayer) {
+    ScratchDir scratch("files");
+    const std::string fifo = scratch.path() + "/01 fifo.flac", gone = scratch.path() + "/02 gone.flac",
+                      cut = scratch.path() + "/03 cut.flac";
+    writeFile(gone, readFile(mPath));
+    writeFile(cut, readFile(mPath));
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0644), 0);
+    // A FIFO is no track of its folder, and named in a list it is skipped: nothing waits
+    // for a writer that never comes.
+    ASSERT_GT(filepath_cmd("play_file_in_dir", fifo.c_str()), 0);
+    writeFile(std::string(MP_SERVICE_DATA_DIR) + "/playlist.m3u", fifo + "\n" + gone + "\n" + cut + "\n");
+    ASSERT_GT(filepath_cmd("play_file_in_playlist", fifo.c_str()), 0);
+    ASSERT_TRUE(plays(gone));
+    // Deleted while it plays: it plays on to its end, then the next track.
+    ASSERT_EQ(unlink(gone.c_str()), 0);
+    ASSERT_GT(seek_cmd(29000), 0);
+    ASSERT_TRUE(plays(cut));
+    // Cut short while it plays: it ends where the file now ends.
+    ASSERT_EQ(truncate(cut.c_str(), 5000), 0);
+    EXPECT_TRUE(waitForStatus([](const MusicPlayingStatus& s) { return s.status == "stopped"; }, kWaitMs, &mRecord));
+    ASSERT_GT(filepath_cmd("play_file_in_dir", mPath.c_str()), 0);
+    expectUndisturbed();
 }
