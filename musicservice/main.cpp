@@ -3,6 +3,7 @@
 // and reports through the files under the service folder.
 #include "base/device_paths.h"
 #include "base/files.h"
+#include "musicservice/cover.h"
 #include "musicservice/media_info.h"
 #include "musicservice/player.h"
 #include "musicservice/playlist.h"
@@ -77,6 +78,10 @@ int main(int argc, char** argv) {
         tprintf("musicservice: cannot create %s: %s\n", recordPath, strerror(errno));
         return 1;
     }
+    if (coverStart() < 0) {
+        tprintf("musicservice: cannot start the cover thread\n");
+        return 1;
+    }
     PlayerOptions options;
     options.recordPath = recordPath;
     playerSetChangeHook(reporterKick);
@@ -97,10 +102,12 @@ int main(int argc, char** argv) {
     tprintf("musicservice: stopping\n");
     reporterStop();
     bool stuck = playerShutdown() < 0;
+    stuck = coverStop() < 0 || stuck;
     recorderClose();
     tapClose();
     close(stopFd);
-    // A thread stuck in a file read must not meet the destructors of what it uses.
+    // A thread stuck in a file read or a picture must not meet the destructors of what
+    // it uses.
     if (stuck)
         _exit(result < 0 ? 1 : 0);
     return result < 0 ? 1 : 0;

@@ -19,6 +19,8 @@ constexpr uint32_t kRingFrames = 65536;   // about 1.4 s of output
 constexpr uint32_t kPrimeFrames = 9600;   // 200 ms in the ring before a track starts
 constexpr uint32_t kWriteChunk = 4096;    // the decoder runs when this much room is free
 constexpr int64_t kPreopenMs = 8000;      // the next track is opened this long before the end
+constexpr uint32_t kPreopenQueued = 24000; // and only with 0.5 s in the ring, so that its
+                                           // opening never starves the device
 constexpr uint32_t kTapFrames = 8192;     // mono samples kept for the wave tap
 constexpr uint32_t kRecordFrames = 1u << 19; // about 11 s waiting to be written out
 constexpr int kDeviceFrames = 960;        // 20 ms a callback: a whole number of milliseconds
@@ -350,7 +352,7 @@ bool advance() {
 // Opens the next track while this one still has a few seconds to decode.
 void maybePreopen() {
     int64_t decodedMs = sCurrent.startMs + static_cast<int64_t>(sCurrent.frames * 1000 / kOutputRate);
-    if (sCurrent.info->durationMs - decodedMs > kPreopenMs)
+    if (sCurrent.info->durationMs - decodedMs > kPreopenMs || ringFill(&sRing) < kPreopenQueued)
         return;
     std::string path;
     uint64_t version = 0;

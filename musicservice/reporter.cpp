@@ -1,5 +1,6 @@
 #include "musicservice/reporter.h"
 
+#include "musicservice/cover.h"
 #include "musicservice/player.h"
 #include "musicservice/recorder.h"
 #include "musicservice/status_writer.h"
@@ -17,6 +18,10 @@ constexpr long kStatusPeriodMs = 100;
 // The file is rewritten when its text changes, and this long after the last rewrite
 // when nothing has, so that a reader always finds a recent one.
 constexpr long kStatusRefreshMs = 1000;
+// A track is named once its cover is made, or after this long without it; meanwhile the
+// status is looked at this often.
+constexpr long kCoverWaitMs = 1000;
+constexpr long kCoverPollMs = 10;
 
 pthread_mutex_t sReportLock = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t sReportWake;
@@ -45,23 +50,34 @@ std::string sStatusShown;
 long sStatusWrittenMs = 0;
 int16_t sTapSamples[kTapSamples];
 
-void reportStatus(PlayerSnapshot* snapshot, long now) {
+long sCoverWaitSince = -1;
+
+// Rewrites the status file if its text changed: false while a new track waits for its
+// cover, when the old text stays.
+bool reportStatus(PlayerSnapshot* snapshot, long now) {
     playerSnapshot(snapshot);
     // The dump and the cover are in place before the status names the track, so that
     // a reader that sees the new name finds the files that go with it.
     if (snapshot->info && snapshot->trackSerial != sShownSerial) {
-        writeTrackFiles(*snapshot->info);
+        std::string png;
+        if (sCoverWaitSince < 0)
+            sCoverWaitSince = now;
+        if (!coverReady(snapshot->info->cover, &png) && now - sCoverWaitSince < kCoverWaitMs)
+            return false;
+        sCoverWaitSince = -1;
+        writeTrackFiles(*snapshot->info, png);
         sShownSerial = snapshot->trackSerial;
     }
     std::string text = statusText(*snapshot);
     if (text == sStatusShown && now - sStatusWrittenMs < kStatusRefreshMs && !sStatusFailed)
-        return;
+        return true;
     bool failed = text.empty() || writeStatusText(text) < 0;
     if (failed && !sStatusFailed)
         tprintf("musicservice: cannot write the status file\n");
     sStatusFailed = failed;
     sStatusShown = text;
     sStatusWrittenMs = now;
+    return true;
 }
 
 void reportTap(PlayerState state) {
@@ -81,7 +97,7 @@ void reportTap(PlayerState state) {
 
 void* reporterThread(void*) {
     PlayerSnapshot snapshot;
-    long lastStatus = 0;
+    long nextStatus = 0;
     pthread_mutex_lock(&sReportLock);
     while (sReportRunning) {
         bool kicked = sKicked;
@@ -89,16 +105,15 @@ void* reporterThread(void*) {
         pthread_mutex_unlock(&sReportLock);
 
         long now = systemms();
-        if (kicked || now - lastStatus >= kStatusPeriodMs) {
-            reportStatus(&snapshot, now);
-            lastStatus = now;
-        }
+        if (kicked || now >= nextStatus)
+            nextStatus = now + (reportStatus(&snapshot, now) ? kStatusPeriodMs : kCoverPollMs);
         reportTap(snapshot.state);
         recorderDrain();
 
-        // Idle, only the status needs rewriting.
-        long period = snapshot.state == kPlayerPlaying ? kTapPeriodMs : kStatusPeriodMs;
-        long next = (snapshot.state == kPlayerPlaying ? now + period : lastStatus + period);
+        // Idle, only the status needs a look.
+        long next = nextStatus;
+        if (snapshot.state == kPlayerPlaying && now + kTapPeriodMs < next)
+            next = now + kTapPeriodMs;
         long waitMs = next - systemms();
         pthread_mutex_lock(&sReportLock);
         if (waitMs <= 0 || sKicked || !sReportRunning)

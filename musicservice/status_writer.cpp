@@ -54,13 +54,13 @@ int writeStatusText(const std::string& text) {
     return replaceFile(MP_STATUS_FILE, text.data(), text.size());
 }
 
-void writeTrackFiles(const TrackInfo& info) {
+void writeTrackFiles(const TrackInfo& info, const std::string& coverPng) {
     if (replaceFile(MP_MUSIC_INFO_FILE, info.dump.data(), info.dump.size()) < 0)
         tprintf("musicservice: cannot write %s\n", MP_MUSIC_INFO_FILE);
-    if (info.coverPng.empty()) {
+    if (coverPng.empty()) {
         if (unlink(MP_MUSIC_COVER_FILE) < 0 && errno != ENOENT)
             tprintf("musicservice: cannot remove %s\n", MP_MUSIC_COVER_FILE);
-    } else if (replaceFile(MP_MUSIC_COVER_FILE, info.coverPng.data(), info.coverPng.size()) < 0) {
+    } else if (replaceFile(MP_MUSIC_COVER_FILE, coverPng.data(), coverPng.size()) < 0) {
         tprintf("musicservice: cannot write %s\n", MP_MUSIC_COVER_FILE);
     }
 }

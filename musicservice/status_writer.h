@@ -13,6 +13,6 @@ std::string statusText(const PlayerSnapshot& snapshot);
 // Replaces the status file with the text: 0, or -1 when it could not be replaced.
 int writeStatusText(const std::string& text);
 
-// The dump and the cover of a track that begins: the cover file is removed when the
-// track has no picture.
-void writeTrackFiles(const TrackInfo& info);
+// The dump and the cover (PNG bytes) of a track that begins: the cover file is removed
+// when there is none.
+void writeTrackFiles(const TrackInfo& info, const std::string& coverPng);

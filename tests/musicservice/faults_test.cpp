@@ -183,6 +183,29 @@ TEST_F(FaultTest, ReadersNeverSeeAStatusFileHalfWritten) {
     EXPECT_GE(replaced, 30) << "each rewrite is a new file put in place by rename";
 }
 
+TEST_F(FaultTest, AHugeEmbeddedCoverIsLeftOutBeforeItIsDecoded) {
+    ScratchDir scratch("cover");
+    const std::string picture = scratch.path() + "/huge.jpg", track = scratch.path() + "/huge.flac";
+    ASSERT_EQ(runFfmpeg("-f lavfi -i color=s=8000x8000 -frames:v 1 '" + picture + "'"), 0);
+    ASSERT_EQ(runFfmpeg("-i '" + mPath + "' -i '" + picture + "' -map 0:a -map 1:v -c copy -disposition:v attached_pic '" +
+                        track + "'"),
+              0);
+    auto peakKb = [&] {
+        std::string status = readFile("/proc/" + std::to_string(mService.pid) + "/status");
+        size_t at = status.find("VmHWM:");
+        return at == std::string::npos ? 0L : atol(status.c_str() + at + 6);
+    };
+    long before = peakKb();
+    ASSERT_GT(filepath_cmd("play_file_in_dir", track.c_str()), 0);
+    ASSERT_TRUE(plays(track));
+    EXPECT_NE(access(MP_MUSIC_COVER_FILE, F_OK), 0);
+    EXPECT_NE(serviceLog(mService).find("(8000 x 8000) is too large"), std::string::npos);
+    // Decoding it would take 96 MB.
+    EXPECT_LT(peakKb() - before, 32 * 1024) << "the picture was decoded";
+    ASSERT_GT(filepath_cmd("play_file_in_dir", mPath.c_str()), 0);
+    expectUndisturbed();
+}
+
 TEST_F(FaultTest, FilesThatBlockVanishOrShrinkWhileTheyPlayNeverHoldThePlayer) {
     ScratchDir scratch("files");
     const std::string fifo = scratch.path() + "/01 fifo.flac", gone = scratch.path() + "/02 gone.flac",

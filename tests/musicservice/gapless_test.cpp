@@ -1,6 +1,7 @@
-// Gapless hand-over, checked on the very samples the service hands to the audio device
-// (it records them with --record): tracks cut from one continuous signal must come out
-// as that signal again, with nothing missing, repeated or inserted at the joins.
+// What the device receives, checked on the very samples the service hands to it (it
+// records them with --record): tracks cut from one signal come out as that signal again,
+// with nothing missing, repeated or inserted at the joins, even when the next track is
+// slow to open (a large cover) and the hand-over comes right after a start or a seek.
 #include "base/device_paths.h"
 #include "scratch_dir.h"
 #include "service/client/commands.h"
@@ -9,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <sys/wait.h>
@@ -19,6 +19,8 @@ namespace {
 
 constexpr int kWaitMs = 30000;
 constexpr int kRate = 48000;
+// Frames at the start of a track or after a seek that may be faded in.
+constexpr size_t kFadeFrames = 480;
 
 // A 48 kHz stereo 16-bit WAV file of the frames [first, last) of the signal.
 void writeWav(const std::string& path, const std::vector<int16_t>& signal, size_t first, size_t last) {
@@ -46,53 +48,91 @@ protected:
         if (HasFailure())
             std::cerr << serviceLog(mService);
     }
+    // Ends the service, which writes out the last of the recording, and reads it.
+    std::vector<int16_t> heard() {
+        int status = stopMusicService(&mService);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+        EXPECT_EQ(serviceLog(mService).find("were lost"), std::string::npos) << "the recording dropped frames";
+        std::string bytes = readFile(mRecording);
+        std::vector<int16_t> samples(bytes.size() / 2);
+        memcpy(samples.data(), bytes.data(), samples.size() * 2);
+        return samples;
+    }
+    bool waitFor(const std::string& path, const char* state) {
+        return waitForStatus([&](const MusicPlayingStatus& s) { return s.filename == path && s.status == state; },
+                             kWaitMs, &mRecord);
+    }
     ScratchDir mScratch{"gapless"};
     std::string mRecording;
     ServiceProcess mService;
     MusicPlayingStatus mRecord;
 };
 
-TEST_F(GaplessTest, TracksCutFromOneSignalPlayBackAsThatSignalSampleForSample) {
-    // Three tracks cut at frames that line up with nothing: not the device's buffer, not
-    // the ring's chunks, not a round time.
-    const size_t cuts[] = {0, 52711, 52711 + 30011, 52711 + 30011 + 61237};
-    const size_t total = cuts[3];
-    std::vector<int16_t> signal(2 * total);
-    for (size_t i = 0; i < total; ++i) {
-        double t = static_cast<double>(i) / kRate;
-        signal[2 * i] = static_cast<int16_t>(std::lround(9000.0 * std::sin(2 * M_PI * 1000.0 * t)));
-        signal[2 * i + 1] = static_cast<int16_t>(std::lround(7000.0 * std::sin(2 * M_PI * 1511.0 * t + 0.5)));
+// Whether the recording holds the frames [from, to) of the signal in one unbroken run.
+::testing::AssertionResult holdsRun(const std::vector<int16_t>& heard, const std::vector<int16_t>& signal,
+                                    size_t from, size_t to) {
+    const size_t frames = heard.size() / 2, probe = 64;
+    for (size_t at = 0; at + probe <= frames; ++at) {
+        if (memcmp(&heard[2 * at], &signal[2 * from], probe * 4) != 0)
+            continue;
+        for (size_t i = 0; i < to - from; ++i) {
+            if (at + i >= frames || memcmp(&heard[2 * (at + i)], &signal[2 * (from + i)], 4) != 0)
+                return ::testing::AssertionFailure() << "frames " << from << "-" << to << " break off at " << from + i;
+        }
+        return ::testing::AssertionSuccess();
     }
-    std::string dir = mScratch.path() + "/album";
-    makeDirs(dir);
-    for (int part = 0; part < 3; ++part)
-        writeWav(dir + "/0" + std::to_string(part + 1) + ".wav", signal, cuts[part], cuts[part + 1]);
+    return ::testing::AssertionFailure() << "frame " << from << " is never heard";
+}
 
-    ASSERT_GT(setPlayDir(dir.c_str()), 0);
-    ASSERT_GT(filepath_cmd("play_file_in_dir", (dir + "/01.wav").c_str()), 0);
-    ASSERT_TRUE(waitForStatus(
-        [&](const MusicPlayingStatus& s) { return s.filename == dir + "/03.wav" && s.status == "stopped"; },
-        kWaitMs, &mRecord));
-    // Ending the service writes out the last of the recording.
-    int status = stopMusicService(&mService);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_EQ(serviceLog(mService).find("were lost"), std::string::npos) << "the recording dropped frames";
-    std::string bytes = readFile(mRecording);
-    std::vector<int16_t> heard(bytes.size() / 2);
-    memcpy(heard.data(), bytes.data(), heard.size() * 2);
-
-    // Find where the signal begins (after any silence before the first buffer).
-    size_t start = 0;
-    while (start + 1 < heard.size() / 2 && heard[2 * start] == 0 && heard[2 * start + 1] == 0)
-        ++start;
-    ASSERT_GE(heard.size() / 2, start + total) << "the recording is shorter than the three tracks";
-    size_t mismatches = 0, first = 0;
-    for (size_t i = 0; i < 2 * total; ++i) {
-        if (heard[2 * start + i] != signal[i] && mismatches++ == 0)
-            first = i / 2;
+// The longest run of silent frames between the first and the last sound: a device that
+// runs dry while playing leaves one.
+size_t longestSilence(const std::vector<int16_t>& heard) {
+    size_t longest = 0, run = 0, frames = heard.size() / 2, first = 0;
+    while (first < frames && heard[2 * first] == 0 && heard[2 * first + 1] == 0)
+        ++first;
+    for (size_t i = first; i < frames; ++i) {
+        run = heard[2 * i] == 0 && heard[2 * i + 1] == 0 ? run + 1 : 0;
+        if (run > longest && i + 1 < frames)
+            longest = run;
     }
-    EXPECT_EQ(mismatches, 0u) << "first wrong frame " << first << " (joins at " << cuts[1] << " and "
-                              << cuts[2] << ")";
+    return longest;
 }
 
 } // namespace
+
+TEST_F(GaplessTest, TracksCutFromOneSignalPlayBackAsThatSignalAfterAStartOrASeek) {
+    // Noise, so that any stretch of it is found at one place only. Three tracks cut at
+    // frames that line up with nothing (not the device's buffer, not the ring's chunks,
+    // not a round time), all shorter than the time before the end at which the next
+    // track is opened; the last two carry a large cover that is slow to make.
+    const size_t cuts[] = {0, 144001, 144001 + 30011, 144001 + 30011 + 61237};
+    std::vector<int16_t> signal(2 * cuts[3]);
+    uint32_t state = 12345;
+    for (int16_t& sample : signal) {
+        state = state * 1103515245u + 12345u;
+        sample = static_cast<int16_t>(static_cast<int>(state >> 16) % 12000 - 6000);
+    }
+    const std::string dir = mScratch.path() + "/album", cover = mScratch.path() + "/cover.jpg";
+    makeDirs(dir);
+    ASSERT_EQ(runFfmpeg("-f lavfi -i cellauto=s=4000x4000:rule=30:random_fill_ratio=0.5 -frames:v 1 -q:v 5 '" + cover + "'"), 0);
+    std::string tracks[3];
+    for (int part = 0; part < 3; ++part) {
+        tracks[part] = dir + "/0" + std::to_string(part + 1) + ".flac";
+        writeWav(mScratch.path() + "/part.wav", signal, cuts[part], cuts[part + 1]);
+        std::string withCover = part ? " -i '" + cover + "' -map 0:a -map 1:v -c:v copy -disposition:v attached_pic" : "";
+        ASSERT_EQ(runFfmpeg("-i '" + mScratch.path() + "/part.wav'" + withCover + " -c:a flac '" + tracks[part] + "'"), 0);
+    }
+    ASSERT_GT(setPlayDir(dir.c_str()), 0);
+
+    // From the start of the second track, then from a seek into the last second of the first.
+    ASSERT_GT(filepath_cmd("play_file_in_dir", tracks[1].c_str()), 0);
+    ASSERT_TRUE(waitFor(tracks[2], "stopped"));
+    ASSERT_GT(filepath_cmd("play_file_in_dir", tracks[0].c_str()), 0);
+    ASSERT_TRUE(waitFor(tracks[0], "playing"));
+    ASSERT_GT(seek_cmd(2200), 0);
+    ASSERT_TRUE(waitFor(tracks[2], "stopped"));
+    std::vector<int16_t> recording = heard();
+    EXPECT_TRUE(holdsRun(recording, signal, cuts[1] + kFadeFrames, cuts[3]));
+    EXPECT_TRUE(holdsRun(recording, signal, 2200 * 48 + kFadeFrames, cuts[3]));
+    EXPECT_LT(longestSilence(recording), kRate / 20u) << "the device ran dry";
+}

@@ -152,3 +152,7 @@ bool closedByService(int fd, int timeoutMs) {
         },
         timeoutMs);
 }
+
+int runFfmpeg(const std::string& arguments) {
+    return system(("ffmpeg -hide_banner -loglevel error -nostdin -y " + arguments).c_str());
+}

@@ -57,3 +57,7 @@ bool closedByService(int fd, int timeoutMs);
 
 // Milliseconds on a monotonic clock.
 long monotonicMs();
+
+// Runs the machine's ffmpeg quietly with the arguments (a shell command line), to make
+// test media: its exit status.
+int runFfmpeg(const std::string& arguments);
