@@ -2,6 +2,7 @@
 
 #include "musicservice/cover.h"
 #include "musicservice/player.h"
+#include "musicservice/playlist.h"
 #include "musicservice/recorder.h"
 #include "musicservice/status_writer.h"
 #include "musicservice/tap_writer.h"
@@ -109,6 +110,7 @@ void* reporterThread(void*) {
             nextStatus = now + (reportStatus(&snapshot, now) ? kStatusPeriodMs : kCoverPollMs);
         reportTap(snapshot.state);
         recorderDrain();
+        playlistSaveRecent();
 
         // Idle, only the status needs a look.
         long next = nextStatus;
@@ -162,6 +164,7 @@ void reporterStop() {
     writeStatusText(statusText(snapshot));
     tapClear();
     recorderDrain();
+    playlistSaveRecent();
 }
 
 void reporterKick() {

@@ -1,7 +1,8 @@
 // The thread that reports what plays: the wave tap about forty times a second while
 // music plays; the status file at once when what it holds changes (the position once
 // a second while playing) and otherwise once a second; the dump and the cover when
-// another track begins; and the recording.
+// another track begins; the recording; and the recent list when it has changed, so
+// that the decode thread never waits for a file.
 #pragma once
 
 int reporterStart();

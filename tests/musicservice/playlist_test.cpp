@@ -141,12 +141,17 @@ TEST_F(PlaylistTest, M3uListsAndTheRecentListsLimits) {
     EXPECT_EQ(back, paths);
     EXPECT_EQ(m3uLoad(mScratch.path() + "/none.m3u", &back), -1);
 
-    // Newest first, each path once, at most kRecentMax, kept across a restart.
+    // Newest first, each path once, at most kRecentMax, kept across a restart; saved
+    // apart from noting it (not on the decode thread), and only when it changed.
     for (const char* path : {"/a.mp3", "/b.mp3", "/a.mp3"})
         playlistNoteStarted(path);
     EXPECT_EQ(playlistRecent(), (std::vector<std::string>{"/a.mp3", "/b.mp3"}));
     for (size_t i = 0; i < kRecentMax + 5; ++i)
         playlistNoteStarted("/x/" + std::to_string(i) + ".mp3");
+    EXPECT_NE(access((mScratch.path() + "/data/recent.m3u").c_str(), F_OK), 0);
+    EXPECT_EQ(playlistSaveRecent(), 1);
+    playlistNoteStarted("/x/" + std::to_string(kRecentMax + 4) + ".mp3");
+    EXPECT_EQ(playlistSaveRecent(), 0);
     playlistReset();
     playlistInit((mScratch.path() + "/data").c_str());
     std::vector<std::string> recent = playlistRecent();

@@ -13,6 +13,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <tuple>
 #include <unistd.h>
@@ -171,13 +172,18 @@ TEST_F(ProtocolTest, NextPreviousSeekAndTheEndOfATrackInEachPlayMode) {
     after(noarg_cmd("previous"), second);
     after(noarg_cmd("previous"), kTones[0]);
 
-    // Repeat one: the end of a track starts it again; next and previous still move.
+    // Repeat one: the end of a track starts it again, which leaves the recent list as it
+    // was (the file is not rewritten); next and previous still move.
     ASSERT_GT(setPlayMode(PlayModeSingleCycle), 0);
     EXPECT_EQ(getPlayMode(), 2);
+    struct stat recent, again;
+    ASSERT_EQ(stat(MP_SERVICE_DATA_DIR "/recent.m3u", &recent), 0);
     ASSERT_GT(seek_cmd(28500), 0);
     ASSERT_TRUE(wait([](const MusicPlayingStatus& s) { return s.position >= 28; }));
     EXPECT_TRUE(wait([](const MusicPlayingStatus& s) { return s.filename == kTones[0] && s.position < 5; }))
         << mRecord.filename << " at " << mRecord.position;
+    ASSERT_EQ(stat(MP_SERVICE_DATA_DIR "/recent.m3u", &again), 0);
+    EXPECT_EQ(again.st_ino, recent.st_ino);
     after(noarg_cmd("next"), kTones[1]);
     after(noarg_cmd("previous"), kTones[0]);
 }
