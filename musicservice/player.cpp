@@ -368,6 +368,9 @@ void maybePreopen() {
         return;
     sNextTried = true;
     sNextVersion = version;
+    // The file opened for the list as it was must not stay when this one fails: its
+    // version would now match, and the end of the track would play it.
+    closeSource(&sNext);
     if (openSource(path, &sNext) < 0)
         tprintf("musicservice: cannot open the next track %s\n", path.c_str());
 }

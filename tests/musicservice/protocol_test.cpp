@@ -259,6 +259,13 @@ TEST_F(ProtocolTest, FilesThatCannotBePlayedAreSkipped) {
         after(filepath_cmd("play_file_in_dir", good1.c_str()), good1);
         after(direct ? filepath_cmd("play_file_in_dir", bad.c_str()) : seek_cmd(29500), good2);
     }
+    // A change of mode in the last seconds that makes the broken file the next one: the
+    // file opened for a repeat is let go, and the track after the broken one follows.
+    ASSERT_GT(setPlayMode(PlayModeSingleCycle), 0);
+    after(filepath_cmd("play_file_in_dir", good1.c_str()), good1);
+    ASSERT_GT(seek_cmd(26000), 0);
+    ASSERT_TRUE(wait([](const MusicPlayingStatus& s) { return s.position >= 27; }));
+    after(setPlayMode(PlayModeSequence), good2);
     // Commands sent in a row act in their order, whatever each one's work; going back
     // over the broken file lands on the one before it.
     ASSERT_GT(filepath_cmd("play_file_in_dir", bad.c_str()), 0);
