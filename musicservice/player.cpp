@@ -225,14 +225,21 @@ std::shared_ptr<const TrackInfo> heardTrack() {
     return info;
 }
 
+// When the ring already holds the next track but the device still plays the one
+// before, commands act on what is heard: the list's cursor goes back to it.
+std::shared_ptr<const TrackInfo> reconcileHeard() {
+    std::shared_ptr<const TrackInfo> heard = heardTrack();
+    if (heard && sCurrent.info && heard != sCurrent.info)
+        playlistReturnTo(heard->path);
+    return heard;
+}
+
 void stopAll() {
-    closeSource(&sCurrent);
-    closeSource(&sNext);
-    sNextTried = false;
-    sDraining = false;
-    ringDiscard(&sRing);
+    // A stopped service still names the track that was heard last, and "resume" plays
+    // it: both are found before the ring is emptied, since at a join it already holds
+    // the start of the next track, which was never heard.
+    reconcileHeard();
     pthread_mutex_lock(&sLock);
-    // A stopped service still names the track that was heard last.
     if (const Mark* heard = heardMarkLocked()) {
         sLastInfo = heard->info;
         sLastSerial = heard->serial;
@@ -240,6 +247,11 @@ void stopAll() {
     sMarks.clear();
     sPendingSeekMs = -1;
     pthread_mutex_unlock(&sLock);
+    closeSource(&sCurrent);
+    closeSource(&sNext);
+    sNextTried = false;
+    sDraining = false;
+    ringDiscard(&sRing);
     setState(kPlayerStopped);
 }
 
@@ -423,15 +435,6 @@ int fillRing() {
         sCurrent.frames += written;
         maybePreopen();
     }
-}
-
-// When the ring already holds the next track but the device still plays the one
-// before, commands act on what is heard: the list's cursor goes back to it.
-std::shared_ptr<const TrackInfo> reconcileHeard() {
-    std::shared_ptr<const TrackInfo> heard = heardTrack();
-    if (heard && sCurrent.info && heard != sCurrent.info)
-        playlistReturnTo(heard->path);
-    return heard;
 }
 
 void seekTo(int64_t ms) {

@@ -128,6 +128,18 @@ TEST_F(ProtocolTest, PauseFreezesThePositionResumeGoesOnStopEnds) {
     ASSERT_TRUE(waitState("stopped"));
     EXPECT_EQ(mRecord.position, 0);
     after(noarg_cmd("resume"), kTones[1]); // after stop: the current track from its start
+    // Stopped at a join, when the ring already holds the start of the next track (which
+    // the recent list then shows): the track named and resumed is the one heard.
+    ASSERT_GT(pause(), 0);
+    ASSERT_TRUE(waitState("paused"));
+    ASSERT_GT(seek_cmd(29000), 0);
+    ASSERT_TRUE(waitUntil([] {
+        return readFile(MP_SERVICE_DATA_DIR "/recent.m3u").compare(8, kTones[2].size(), kTones[2]) == 0;
+    }));
+    ASSERT_GT(noarg_cmd("stop"), 0);
+    ASSERT_TRUE(waitState("stopped"));
+    EXPECT_EQ(mRecord.filename, kTones[1]);
+    after(noarg_cmd("resume"), kTones[1]);
 }
 
 TEST_F(ProtocolTest, TheStatusIsRewrittenOnAChangeAndAtMostOnceASecondOtherwiseWhateverTheQueries) {
