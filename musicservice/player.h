@@ -11,13 +11,12 @@
 #pragma once
 
 #include "musicservice/media_info.h"
+#include "musicservice/output.h"
 #include "musicservice/playlist.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
-
-enum PlayerState { kPlayerStopped = 0, kPlayerPaused = 1, kPlayerPlaying = 2 };
 
 struct PlayerOptions {
     // Raw file that receives every sample handed to the audio device while playing
@@ -57,21 +56,8 @@ void playerResume();
 void playerStop();
 // Target in milliseconds, clamped to the track.
 void playerSeek(int64_t ms);
-// 1 to 100 (clamped); applied to the samples from the next audio buffer on.
-void playerSetVolume(int volume);
-int playerVolume();
 
 void playerSnapshot(PlayerSnapshot* snapshot);
-
-// The latest count mono samples heard (count at most 8192), oldest first; returns the
-// number of samples ever produced, which tells a caller whether anything changed.
-uint64_t playerCopyTap(int16_t* out, uint32_t count);
-
-// Recorded frames waiting to be written out (see PlayerOptions): copies up to
-// maxFrames stereo frames and returns their count. playerRecordLost counts frames that
-// did not fit the recording ring.
-uint32_t playerTakeRecorded(int16_t* out, uint32_t maxFrames);
-uint64_t playerRecordLost();
 
 // Called whenever what the status file shows may have changed.
 void playerSetChangeHook(void (*hook)());

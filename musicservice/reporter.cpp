@@ -45,6 +45,7 @@ bool sReportStarted = false;
 // The reporter thread's own.
 uint64_t sShownSerial = 0;
 uint64_t sTapSeen = 0;
+uint64_t sUnderrunsSeen = 0;
 bool sTapSilent = false;
 bool sStatusFailed = false;
 std::string sStatusShown;
@@ -88,7 +89,7 @@ void reportTap(PlayerState state) {
         sTapSilent = true;
         return;
     }
-    uint64_t written = playerCopyTap(sTapSamples, kTapSamples);
+    uint64_t written = outputCopyTap(sTapSamples, kTapSamples);
     if (written == sTapSeen)
         return;
     sTapSeen = written;
@@ -111,6 +112,11 @@ void* reporterThread(void*) {
         reportTap(snapshot.state);
         recorderDrain();
         playlistSaveRecent();
+        uint64_t underruns = outputUnderruns();
+        if (underruns != sUnderrunsSeen)
+            tprintf("musicservice: the audio device ran dry (%llu times so far)\n",
+                    static_cast<unsigned long long>(underruns));
+        sUnderrunsSeen = underruns;
 
         // Idle, only the status needs a look.
         long next = nextStatus;

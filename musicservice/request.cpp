@@ -62,7 +62,7 @@ int setPlayMode(const Argument& argument, std::string*) {
 }
 
 int setVolume(const Argument& argument, std::string*) {
-    playerSetVolume(clampedInt(argument.number));
+    outputSetVolume(clampedInt(argument.number));
     return 0;
 }
 
