@@ -15,7 +15,9 @@ constexpr uint32_t kFadeFrames = 240;        // 5 ms: long enough not to click, 
 constexpr uint32_t kTapFrames = 8192;        // mono samples kept for the wave tap
 constexpr uint32_t kRecordFrames = 1u << 19; // about 11 s waiting to be written out
 
-SDL_AudioDeviceID sDevice = 0;
+// Read by SDL's event filter on the device's thread.
+std::atomic<SDL_AudioDeviceID> sDevice{0};
+void (*sLostHook)() = nullptr;
 SampleRing* sRing = nullptr;
 std::atomic<int> sState{kPlayerStopped};
 std::atomic<uint64_t> sStreamEnd{UINT64_MAX};
@@ -137,6 +139,16 @@ void audioCallback(void*, Uint8* stream, int length) {
     }
 }
 
+// SDL reports a device that went away (a headset unplugged, a USB DAC removed) as an
+// event; it goes on calling back as if it played. Every event is dropped here, so that
+// the queue, which nothing reads, stays empty.
+int watchEvents(void*, SDL_Event* event) {
+    if (event->type == SDL_AUDIODEVICEREMOVED && !event->adevice.iscapture &&
+        event->adevice.which == sDevice.load() && sLostHook)
+        sLostHook();
+    return 0;
+}
+
 SDL_AudioDeviceID openDevice() {
     SDL_AudioSpec want;
     SDL_zero(want);
@@ -152,13 +164,18 @@ SDL_AudioDeviceID openDevice() {
 
 } // namespace
 
-int outputOpen(SampleRing* ring, bool record) {
+int outputOpen(SampleRing* ring, bool record, void (*lost)()) {
     sRing = ring;
+    sLostHook = lost;
     if (record) {
         if (ringInit(&sRecord, kRecordFrames) < 0)
             return -1;
         sRecording.store(true);
     }
+    // The service takes its stop signals itself.
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    if (SDL_InitSubSystem(SDL_INIT_EVENTS) == 0)
+        SDL_SetEventFilter(watchEvents, nullptr);
     bool ready = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0 && (sDevice = openDevice()) != 0;
     if (!ready) {
         // A machine without sound still gets a service whose time passes as it should.
@@ -173,6 +190,24 @@ int outputOpen(SampleRing* ring, bool record) {
     }
     tprintf("musicservice: audio through %s\n", SDL_GetCurrentAudioDriver());
     return 0;
+}
+
+int outputReopen() {
+    if (sDevice)
+        SDL_CloseAudioDevice(sDevice);
+    sDevice = openDevice();
+    if (!sDevice) {
+        tprintf("musicservice: no audio device opens: %s\n", SDL_GetError());
+        return -1;
+    }
+    tprintf("musicservice: audio device opened again\n");
+    if (outputState() != kPlayerStopped)
+        SDL_PauseAudioDevice(sDevice, 0);
+    return 0;
+}
+
+int outputReady() {
+    return sDevice ? 0 : outputReopen();
 }
 
 void outputClose() {

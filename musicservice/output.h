@@ -12,8 +12,14 @@
 enum PlayerState { kPlayerStopped = 0, kPlayerPaused = 1, kPlayerPlaying = 2 };
 
 // Opens the default audio device (SDL's dummy driver when none opens) to play from the
-// ring, paused; record: keep every buffer for outputTakeRecorded. 0 or -1.
-int outputOpen(SampleRing* ring, bool record);
+// ring, paused; record: keep every buffer for outputTakeRecorded. lost is called (from
+// SDL's thread) when the device goes away. 0 or -1.
+int outputOpen(SampleRing* ring, bool record, void (*lost)());
+// Closes the device and opens the default one, which may be another now: 0, or -1 when
+// none opens (there is then no device until outputReady finds one).
+int outputReopen();
+// 0 when there is a device, opening the default one when there is none; else -1.
+int outputReady();
 void outputClose();
 
 // Playing takes frames from the ring; paused hands silence to the device (and to the

@@ -25,7 +25,7 @@ constexpr uint32_t kPreopenQueued = 24000; // and only with 0.5 s in the ring, s
                                            // opening never starves the device
 constexpr int kJoinLimitSeconds = 1;      // how long shutdown waits for the decode thread
 
-enum CommandKind { kOpPlay, kOpStep, kOpPause, kOpResume, kOpStop, kOpSeek };
+enum CommandKind { kOpPlay, kOpStep, kOpPause, kOpResume, kOpStop, kOpSeek, kOpDeviceLost };
 
 struct Command {
     CommandKind kind;
@@ -445,7 +445,9 @@ void applyCommand(const Command& command) {
             setState(kPlayerPaused);
         break;
     case kOpResume:
-        if (outputState() == kPlayerPaused) {
+        if (outputReady() < 0) {
+            tprintf("musicservice: no audio device to resume on\n");
+        } else if (outputState() == kPlayerPaused) {
             setState(kPlayerPlaying);
         } else if (outputState() == kPlayerStopped) {
             std::string path;
@@ -458,6 +460,15 @@ void applyCommand(const Command& command) {
         break;
     case kOpSeek:
         seekTo(command.ms);
+        break;
+    case kOpDeviceLost:
+        // Music must not go on in silence: the status says paused, and "resume" plays on
+        // whatever device is the default by then.
+        tprintf("musicservice: the audio device was lost; paused\n");
+        if (outputState() == kPlayerPlaying)
+            setState(kPlayerPaused);
+        notifyChange();
+        outputReopen();
         break;
     }
     notifyChange();
@@ -505,10 +516,16 @@ void post(Command command) {
     pthread_mutex_unlock(&sLock);
 }
 
+// Called on SDL's thread.
+void deviceLost() {
+    post(Command{kOpDeviceLost, std::string(), kStepSkip, 0, 0});
+}
+
 } // namespace
 
 int playerStart(const PlayerOptions& options) {
-    if (ringInit(&sRing, kRingFrames) < 0 || outputOpen(&sRing, options.recordPath != nullptr) < 0)
+    if (ringInit(&sRing, kRingFrames) < 0 ||
+        outputOpen(&sRing, options.recordPath != nullptr, deviceLost) < 0)
         return -1;
 
     pthread_once(&sWakeOnce, wakeInit);

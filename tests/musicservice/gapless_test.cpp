@@ -2,19 +2,26 @@
 // records them with --record): tracks cut from one signal come out as that signal again,
 // with nothing missing, repeated or inserted at the joins, even when the next track is
 // slow to open (a large cover) and the hand-over comes right after a start or a seek;
-// and every cut the listener makes fades instead of clicking.
+// every cut the listener makes fades instead of clicking; and a device that goes away is
+// noticed and replaced.
 #include "base/device_paths.h"
 #include "scratch_dir.h"
 #include "service/client/commands.h"
 #include "service/client/wire.h"
 #include "service_runner.h"
+#include "wait_until.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -167,4 +174,69 @@ TEST_F(GaplessTest, ARecordedToneNeverJumpsThroughPauseResumeSeekNextPreviousAnd
             jump = std::abs(recording[i] - recording[i - 2]), where = i / 2;
     }
     EXPECT_LE(jump, 2 * largestStep) << "at frame " << where << " of " << recording.size() / 2;
+}
+
+// SDL's disk driver writes what a device would play into a file: into a FIFO, a reader
+// is a device plugged in, and a reader that goes away a device pulled out.
+class FifoDevice {
+public:
+    explicit FifoDevice(const std::string& fifo)
+        : mThread([this, fifo] {
+              int fd = open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+              int16_t samples[2048];
+              while (mPlugged.load()) {
+                  ssize_t n = read(fd, samples, sizeof(samples));
+                  for (ssize_t i = 0; i < n / 2; ++i)
+                      mSound += samples[i] != 0;
+                  if (n <= 0)
+                      usleep(2000);
+              }
+              close(fd);
+          }) {}
+    ~FifoDevice() { unplug(); }
+    void unplug() {
+        mPlugged.store(false);
+        if (mThread.joinable())
+            mThread.join();
+    }
+    // Non-zero samples received.
+    long sound() const { return mSound.load(); }
+
+private:
+    std::atomic<bool> mPlugged{true};
+    std::atomic<long> mSound{0};
+    std::thread mThread;
+};
+
+TEST(DeviceTest, ALostDeviceIsNoticedAndPausedAndResumePlaysOnTheDeviceThereNow) {
+    ScratchDir scratch("device");
+    const std::string fifo = scratch.path() + "/device",
+                      tone = std::string(demoLibraryDir()) + "/Tones/01 Tone 440 Hz.flac";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    auto first = std::make_unique<FifoDevice>(fifo);
+    setenv("SDL_AUDIODRIVER", "disk", 1);
+    setenv("SDL_DISKAUDIOFILE", fifo.c_str(), 1);
+    ServiceProcess service;
+    int started = startMusicService(&service);
+    setenv("SDL_AUDIODRIVER", "dummy", 1);
+    ASSERT_EQ(started, 0) << serviceLog(service);
+    MusicPlayingStatus record;
+    auto state = [&](const char* word) {
+        return waitForStatus([&](const MusicPlayingStatus& s) { return s.status == word; }, kWaitMs, &record);
+    };
+    ASSERT_GT(setPlayDir((std::string(demoLibraryDir()) + "/Tones").c_str()), 0);
+    ASSERT_GT(filepath_cmd("play_file_in_dir", tone.c_str()), 0);
+    ASSERT_TRUE(state("playing"));
+    ASSERT_TRUE(waitUntil([&] { return first->sound() > 48000; }));
+    first.reset();
+    EXPECT_TRUE(state("paused"));
+    EXPECT_NE(serviceLog(service).find("the audio device was lost"), std::string::npos);
+    FifoDevice second(fifo);
+    ASSERT_GT(noarg_cmd("resume"), 0);
+    EXPECT_TRUE(state("playing"));
+    EXPECT_TRUE(waitUntil([&] { return second.sound() > 48000; })) << "nothing plays on the new device";
+    int status = stopMusicService(&service);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    if (HasFailure())
+        std::cerr << serviceLog(service);
 }

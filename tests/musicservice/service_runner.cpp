@@ -46,7 +46,7 @@ int spawnMusicService(ServiceProcess* service, const std::vector<std::string>& a
         int log = open(service->logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(log, STDERR_FILENO);
         dup2(log, STDOUT_FILENO);
-        setenv("SDL_AUDIODRIVER", "dummy", 1);
+        setenv("SDL_AUDIODRIVER", "dummy", 0);
         execBuildProgram(MP_MUSICSERVICE_BIN, args);
         _exit(127);
     }

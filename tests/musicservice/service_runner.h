@@ -1,9 +1,8 @@
 // Starts and stops the real musicservice binary of the build for tests and benchmarks,
 // and reads back what it reports with the front end's own status code.
 //
-// The service runs with SDL's dummy audio driver under the build's device root; its log
-// goes to a file beside the build's test output. Run everything that uses it inside a
-// private network namespace (unshare -n): the socket name is global to the namespace.
+// The service runs with SDL's dummy audio driver (unless SDL_AUDIODRIVER names another)
+// under the build's device root; its log goes to a file beside the build's test output.
 #pragma once
 
 #include "status/music_status.h"
