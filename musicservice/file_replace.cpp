@@ -2,6 +2,7 @@
 
 #include "base/fd_io.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <string>
@@ -9,8 +10,13 @@
 
 int replaceFile(const char* path, const void* data, size_t size, bool durable) {
     // One temporary name per target; only one thread of the service writes each file.
+    // It is made anew, never opened through whatever may lie there (a symlink planted
+    // or a file left by a crash, which is removed first).
     std::string temp = std::string(path) + ".tmp";
-    int fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    int fd = open(temp.c_str(), flags, 0644);
+    if (fd < 0 && errno == EEXIST && unlink(temp.c_str()) == 0)
+        fd = open(temp.c_str(), flags, 0644);
     if (fd < 0)
         return -1;
     bool ok = writeFully(fd, data, size);

@@ -2,7 +2,6 @@
 // the abstract socket "musicservice", plays through SDL's audio, decodes with FFmpeg,
 // and reports through the files under the service folder.
 #include "base/device_paths.h"
-#include "base/files.h"
 #include "musicservice/cover.h"
 #include "musicservice/media_info.h"
 #include "musicservice/player.h"
@@ -10,6 +9,7 @@
 #include "musicservice/recorder.h"
 #include "musicservice/reporter.h"
 #include "musicservice/server.h"
+#include "musicservice/service_folder.h"
 #include "musicservice/tap_writer.h"
 #include "zcommon.h"
 
@@ -69,7 +69,8 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    makeParentDirs(MP_STATUS_FILE);
+    if (serviceFolderCheck(MP_SERVICE_DIR) < 0)
+        return 1;
     mediaLogInit();
     playlistInit(MP_SERVICE_DATA_DIR);
     if (tapOpen(MP_WAVE_TAP_FILE) < 0)

@@ -1,7 +1,8 @@
 // The service under bad clients and bad files: every kind of bad frame and request,
 // clients that stall, say nothing or leave before their reply while a hundred others ask
 // at once, a second instance, readers of the status file during rewrites, files that
-// block, vanish or shrink while they play. After each, SIGTERM ends the service in time.
+// block, vanish or shrink while they play, symlinks planted among its files and a
+// status folder others could plant them in. After each, SIGTERM ends the service in time.
 #include "base/device_paths.h"
 #include "fake_service.h"
 #include "scratch_dir.h"
@@ -226,6 +227,51 @@ TEST_F(FaultTest, FilesThatBlockVanishOrShrinkWhileTheyPlayNeverHoldThePlayer) {
     // Cut short while it plays: it ends where the file now ends.
     ASSERT_EQ(truncate(cut.c_str(), 5000), 0);
     EXPECT_TRUE(waitForStatus([](const MusicPlayingStatus& s) { return s.status == "stopped"; }, kWaitMs, &mRecord));
+    ASSERT_GT(filepath_cmd("play_file_in_dir", mPath.c_str()), 0);
+    expectUndisturbed();
+}
+
+TEST_F(FaultTest, PlantedSymlinksAreNeverWrittenThroughAndAFolderOthersCanWriteIsRefused) {
+    ScratchDir scratch("planted");
+    const std::string victim = scratch.path() + "/victim", dir = MP_SERVICE_DIR;
+    writeFile(victim, "untouched");
+    ASSERT_EQ(stopMusicService(&mService), 0);
+    for (const char* name : {"/status.tmp", "/music_info.txt.tmp", "/music_cover.png.tmp", "/wave_s16le"}) {
+        unlink((dir + name).c_str());
+        ASSERT_EQ(symlink(victim.c_str(), (dir + name).c_str()), 0) << name;
+    }
+    ASSERT_EQ(symlink(victim.c_str(), MP_SERVICE_DATA_DIR "/recent.m3u.tmp"), 0);
+    ASSERT_EQ(startMusicService(&mService), 0) << serviceLog(mService);
+    const std::string covered = std::string(demoLibraryDir()) + "/Chords/01 C major.mp3";
+    ASSERT_GT(setPlayDir((std::string(demoLibraryDir()) + "/Chords").c_str()), 0);
+    ASSERT_GT(filepath_cmd("play_file_in_dir", covered.c_str()), 0);
+    ASSERT_TRUE(plays(covered));
+    ASSERT_TRUE(waitUntil([] { return access(MP_SERVICE_DATA_DIR "/recent.m3u", F_OK) == 0; }));
+    EXPECT_TRUE(readFile(victim) == "untouched") << "written through a planted symlink";
+    ASSERT_EQ(stopMusicService(&mService), 0);
+
+    // A folder that is not the service's own (a symlink, another user's) or that others
+    // can write: anyone could plant files there.
+    const std::string moved = scratch.path() + "/moved";
+    const std::pair<std::function<int()>, const char*> cases[] = {
+        {[&] { return chmod(dir.c_str(), 0777); }, "group or others can write it"},
+        {[&] { return geteuid() == 0 ? chown(dir.c_str(), 4242, 4242) : -1; }, "it belongs to user 4242"},
+        {[&] { return rename(dir.c_str(), moved.c_str()) | symlink(moved.c_str(), dir.c_str()); },
+         "not a folder"},
+    };
+    for (const auto& [plant, logged] : cases) {
+        if (plant() != 0)
+            continue;
+        ServiceProcess refused;
+        ASSERT_EQ(spawnMusicService(&refused), 0);
+        int status = waitMusicServiceExit(&refused, kWaitMs);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << logged;
+        EXPECT_NE(serviceLog(refused).find(logged), std::string::npos) << serviceLog(refused);
+        killMusicService(&refused);
+        removeTree(dir);
+        makeDirs(dir);
+    }
+    ASSERT_EQ(startMusicService(&mService), 0) << serviceLog(mService);
     ASSERT_GT(filepath_cmd("play_file_in_dir", mPath.c_str()), 0);
     expectUndisturbed();
 }
