@@ -231,6 +231,22 @@ TEST_F(FaultTest, FilesThatBlockVanishOrShrinkWhileTheyPlayNeverHoldThePlayer) {
     expectUndisturbed();
 }
 
+TEST_F(FaultTest, AClientOfAnotherUserIsRefused) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "acting as another user needs root";
+    pid_t child = fork();
+    // The service may close the connection before the frame is out: what counts is what
+    // it does.
+    if (child == 0)
+        _exit(setgid(4242) == 0 && setuid(4242) == 0 ? pause() * 0 : 1);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the client could not become user 4242";
+    EXPECT_TRUE(waitUntil(
+        [&] { return serviceLog(mService).find("refused a client of user 4242") != std::string::npos; }));
+    expectUndisturbed();
+}
+
 TEST_F(FaultTest, PlantedSymlinksAreNeverWrittenThroughAndAFolderOthersCanWriteIsRefused) {
     ScratchDir scratch("planted");
     const std::string victim = scratch.path() + "/victim", dir = MP_SERVICE_DIR;
