@@ -3,29 +3,19 @@
 #include "../support/wait_until.h"
 #include "base/device_paths.h"
 #include "build_program.h"
+#include "scratch_dir.h"
 #include "service/client/commands.h"
 #include "status/track_dump.h"
 
 #include <cjson/cJSON.h>
 #include <csignal>
 #include <fcntl.h>
-#include <fstream>
 #include <poll.h>
-#include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
-
-namespace {
-
-std::string fileText(const std::string& path) {
-    std::stringstream buffer;
-    buffer << std::ifstream(path, std::ios::binary).rdbuf();
-    return buffer.str();
-}
-
-} // namespace
+#include <utility>
 
 long monotonicMs() {
     struct timespec now;
@@ -95,11 +85,11 @@ void killMusicService(ServiceProcess* service) {
 }
 
 std::string serviceLog(const ServiceProcess& service) {
-    return fileText(service.logPath);
+    return readFile(service.logPath);
 }
 
 bool readStatusRecord(MusicPlayingStatus* record) {
-    cJSON* root = cJSON_Parse(fileText(MP_STATUS_FILE).c_str());
+    cJSON* root = cJSON_Parse(readFile(MP_STATUS_FILE).c_str());
     if (!root)
         return false;
     TrackDump dump;
@@ -114,27 +104,25 @@ bool waitForStatus(const std::function<bool(const MusicPlayingStatus&)>& conditi
     return waitUntil([&] { return readStatusRecord(record) && condition(*record); }, timeoutMs);
 }
 
-bool waitForStatusRewrites(int count, int timeoutMs) {
+namespace {
+
+ino_t statusInode() {
     struct stat info;
-    ino_t last = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
-    return waitUntil(
-        [&] {
-            ino_t now = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
-            count -= now != last;
-            last = now;
-            return count <= 0;
-        },
-        timeoutMs);
+    return stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
+}
+
+} // namespace
+
+bool waitForStatusRewrites(int count, int timeoutMs) {
+    ino_t last = statusInode();
+    return waitUntil([&] { return (count -= std::exchange(last, statusInode()) != last) <= 0; }, timeoutMs);
 }
 
 int statusRewritesDuring(int ms, const std::function<void()>& meanwhile) {
-    struct stat info;
-    ino_t last = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
     int rewrites = 0;
+    ino_t last = statusInode();
     for (long start = monotonicMs(), call = start; monotonicMs() < start + ms; usleep(500)) {
-        ino_t now = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
-        rewrites += now != last;
-        last = now;
+        rewrites += std::exchange(last, statusInode()) != last;
         if (monotonicMs() >= call) {
             meanwhile();
             call += 16;
