@@ -16,8 +16,9 @@ namespace {
 constexpr long kTapPeriodMs = 25;
 // How often the status is looked at: a new second of the position shows within this.
 constexpr long kStatusPeriodMs = 100;
-// The file is rewritten when its text changes, and this long after the last rewrite
-// when nothing has, so that a reader always finds a recent one.
+// The file is rewritten when its text changes (while playing, the position every
+// second), and otherwise this long after the last rewrite, so that a reader always finds
+// a recent one.
 constexpr long kStatusRefreshMs = 1000;
 // A track is named once its cover is made, or after this long without it; meanwhile the
 // status is looked at this often.
@@ -71,7 +72,8 @@ bool reportStatus(PlayerSnapshot* snapshot, long now) {
         sShownSerial = snapshot->trackSerial;
     }
     std::string text = statusText(*snapshot);
-    if (text == sStatusShown && now - sStatusWrittenMs < kStatusRefreshMs && !sStatusFailed)
+    bool due = snapshot->state != kPlayerPlaying && now - sStatusWrittenMs >= kStatusRefreshMs;
+    if (text == sStatusShown && !due && !sStatusFailed)
         return true;
     bool failed = text.empty() || writeStatusText(text) < 0;
     if (failed && !sStatusFailed)
