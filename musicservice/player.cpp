@@ -218,8 +218,6 @@ void primeRing() {
     }
 }
 
-// Plays the file from startMs, or the files the list moves on to when it cannot be
-// played. false when nothing could be played (then all stops).
 // Cuts over to what the current file gives from startMs: the device fades out and plays
 // silence (or stays stopped) while the ring is emptied and primed with the new frames,
 // then goes on in the state given. The new mark's serial (a new one unless given).
@@ -239,6 +237,8 @@ uint64_t cutOver(int64_t startMs, uint64_t serial, PlayerState then) {
     return serial;
 }
 
+// Plays the file from startMs (in the state given), or the files the list moves on to
+// when it cannot be played. false when nothing could be played (then all stops).
 bool startTrack(const std::string& path, PlaylistStep onFailure, int64_t startMs, PlayerState then) {
     closeSource(&sNext);
     sNextTried = false;

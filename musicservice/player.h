@@ -1,5 +1,5 @@
-// Playback: a decode thread that keeps a ring of output samples filled, and SDL's
-// audio callback that hands them to the device.
+// Playback: a decode thread that keeps a ring of output samples filled for SDL's audio
+// callback (output.h), which hands them to the device.
 //
 // The decode thread owns the open files. When a track nears its end it opens the track
 // that follows and decodes its first frames, so that at the end it writes the next
@@ -19,8 +19,8 @@
 #include <string>
 
 struct PlayerOptions {
-    // Raw file that receives every sample handed to the audio device while playing
-    // (48 kHz stereo s16le), or null.
+    // Raw file that receives every buffer handed to the audio device, silence while
+    // paused included (48 kHz stereo s16le), or null.
     const char* recordPath = nullptr;
 };
 
@@ -35,7 +35,8 @@ struct PlayerSnapshot {
 };
 
 // Opens the audio device (SDL's dummy driver when no other works) and starts the
-// decode thread: 0 or negative.
+// decode thread: 0 or negative. A device that goes away later pauses playback (logged)
+// and the default device is opened again.
 int playerStart(const PlayerOptions& options);
 // Ends the decode thread and closes the device: 0, or -1 when the thread did not end
 // within a second (stuck in a file read); the process must then end without cleanup.
