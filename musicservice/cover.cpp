@@ -58,8 +58,8 @@ int decodePicture(const CoverJob& job, AVFrame* frame) {
     int result = -1;
     decoder->max_pixels = kCoverMaxPixels;
     decoder->thread_count = 1;
-    if (avcodec_parameters_to_context(decoder, job.parameters) >= 0 && avcodec_open2(decoder, codec, nullptr) >= 0 &&
-        avcodec_send_packet(decoder, job.picture) >= 0) {
+    if (avcodec_parameters_to_context(decoder, job.parameters) >= 0 &&
+        avcodec_open2(decoder, codec, nullptr) >= 0 && avcodec_send_packet(decoder, job.picture) >= 0) {
         avcodec_send_packet(decoder, nullptr);
         if (avcodec_receive_frame(decoder, frame) >= 0 && frame->width > 0 && frame->height > 0)
             result = 0;

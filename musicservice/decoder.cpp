@@ -81,7 +81,8 @@ void startStep(Decoder* d) {
 
 // A file may name others (a playlist format, a reference movie): those are not opened,
 // since nothing checks them and opening a FIFO cannot be interrupted.
-int openOnlyTheFile(AVFormatContext* format, AVIOContext** io, const char* url, int flags, AVDictionary** options) {
+int openOnlyTheFile(AVFormatContext* format, AVIOContext** io, const char* url, int flags,
+                    AVDictionary** options) {
     auto* d = static_cast<Decoder*>(format->interrupt_callback.opaque);
     if (strcmp(url, d->url) != 0) {
         tprintf("musicservice: %s names %s, which is not opened\n", d->path.c_str(), url);
@@ -97,7 +98,8 @@ int openInput(Decoder* d) {
     int fd = open(d->path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     struct stat info;
     if (fd < 0 || fstat(fd, &info) < 0 || !S_ISREG(info.st_mode)) {
-        tprintf("musicservice: cannot open %s: %s\n", d->path.c_str(), fd < 0 ? strerror(errno) : "not a regular file");
+        tprintf("musicservice: cannot open %s: %s\n", d->path.c_str(),
+                fd < 0 ? strerror(errno) : "not a regular file");
         if (fd >= 0)
             close(fd);
         return -1;

@@ -78,7 +78,8 @@ void takeFrames(int16_t* out, uint32_t count, bool playing) {
             }
             done += got;
             // Short because of a cut made meanwhile is no fault: the loop fades to it.
-            dry = done < count && sRing->discardTo.load(std::memory_order_acquire) <= sRing->read.load(std::memory_order_relaxed);
+            dry = done < count && sRing->discardTo.load(std::memory_order_acquire) <=
+                                      sRing->read.load(std::memory_order_relaxed);
             // Once for each time it runs dry, however long that lasts.
             bool fault = dry && ringPlayPosition(sRing) < sStreamEnd.load(std::memory_order_relaxed);
             if (fault && !sDry)

@@ -23,7 +23,7 @@ constexpr uint32_t kWriteChunk = 4096;    // the decoder runs when this much roo
 constexpr int64_t kPreopenMs = 8000;      // the next track is opened this long before the end
 constexpr uint32_t kPreopenQueued = 24000; // and only with 0.5 s in the ring, so that its
                                            // opening never starves the device
-constexpr int kJoinLimitSeconds = 1;      // how long shutdown waits for the decode thread
+constexpr int kJoinLimitSeconds = 1;       // how long shutdown waits for the decode thread
 
 enum CommandKind { kOpPlay, kOpStep, kOpPause, kOpResume, kOpStop, kOpSeek, kOpDeviceLost };
 

@@ -1,5 +1,6 @@
 // The files the front end reads about the current track: the status file and, when
-// another track begins, the metadata dump and the cover. Each is replaced whole by a rename, so a reader never sees half a file.
+// another track begins, the metadata dump and the cover. Each is replaced whole by a rename, so a reader
+// never sees half a file.
 #pragma once
 
 #include "musicservice/player.h"

@@ -43,9 +43,8 @@ protected:
         EXPECT_EQ(stopMusicService(&mService), 0);
         EXPECT_FALSE(logged("were lost")) << "the recording dropped frames";
         std::string bytes = readFile(mRecording);
-        std::vector<int16_t> samples(bytes.size() / 2);
-        memcpy(samples.data(), bytes.data(), samples.size() * 2);
-        return samples;
+        const auto* samples = reinterpret_cast<const int16_t*>(bytes.data());
+        return std::vector<int16_t>(samples, samples + bytes.size() / 2);
     }
     ScratchDir mScratch{"gapless"};
     const std::string mRecording = mScratch.path() + "/heard.raw";
@@ -84,7 +83,8 @@ TEST_F(GaplessTest, TracksCutFromOneSignalPlayBackAsThatSignalAfterAStartOrASeek
     }
     const std::string dir = mScratch.path() + "/album", cover = mScratch.path() + "/cover.jpg";
     makeDirs(dir);
-    ASSERT_EQ(runFfmpeg("-f lavfi -i cellauto=s=4000x4000:rule=30:random_fill_ratio=0.5 -frames:v 1 -q:v 5 '" + cover + "'"), 0);
+    const std::string noise = "-f lavfi -i cellauto=s=4000x4000:rule=30:random_fill_ratio=.5 -frames 1 -q 5";
+    ASSERT_EQ(runFfmpeg(noise + " '" + cover + "'"), 0);
     std::string tracks[3];
     for (int part = 0; part < 3; ++part) {
         tracks[part] = dir + "/0" + std::to_string(part + 1) + ".flac";

@@ -60,7 +60,7 @@ TEST_F(MediaTest, StatusTextReadsBackThroughTheFrontEndsRecord) {
     // Whole seconds, both the one under way, so that a track of 3:00.6 ends at 3:00 of
     // 3:00. Year and track are strings, or the front end would drop them.
     std::string records;
-    for (const PlayerSnapshot& shot : {PlayerSnapshot{kPlayerPaused, info, 0, 180600, 40}, PlayerSnapshot()}) {
+    for (const auto& shot : {PlayerSnapshot{kPlayerPaused, info, 0, 180600, 40}, PlayerSnapshot()}) {
         cJSON* root = cJSON_Parse(statusText(shot).c_str());
         ASSERT_NE(root, nullptr) << statusText(shot);
         MusicPlayingStatus r;
