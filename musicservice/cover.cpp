@@ -1,5 +1,11 @@
 #include "musicservice/cover.h"
 
+#include "zcommon.h"
+
+#include <deque>
+#include <pthread.h>
+#include <time.h>
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
@@ -8,9 +14,28 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+struct CoverJob {
+    std::string path;
+    AVPacket* picture = nullptr;
+    AVCodecParameters* parameters = nullptr;
+    // Under sCoverLock.
+    bool done = false;
+    std::string png;
+
+    ~CoverJob() {
+        av_packet_free(&picture);
+        avcodec_parameters_free(&parameters);
+    }
+};
+
 namespace {
 
-constexpr int kCoverLargestSource = 16384;
+pthread_mutex_t sCoverLock = PTHREAD_MUTEX_INITIALIZER;
+pthread_cond_t sCoverWake = PTHREAD_COND_INITIALIZER;
+std::deque<std::weak_ptr<CoverJob>> sQueue;
+bool sCoverRunning = false;
+pthread_t sCoverThread;
+bool sCoverStarted = false;
 
 const AVStream* attachedPicture(AVFormatContext* format) {
     for (unsigned i = 0; i < format->nb_streams; ++i) {
@@ -21,20 +46,22 @@ const AVStream* attachedPicture(AVFormatContext* format) {
     return nullptr;
 }
 
-// Decodes the picture's one packet into *frame: 0 or -1.
-int decodePicture(const AVStream* stream, AVFrame* frame) {
-    const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
+// Decodes the picture's one packet into *frame: 0 or -1. The decoder itself refuses a
+// picture whose header declares more than kCoverMaxPixels, before it allocates.
+int decodePicture(const CoverJob& job, AVFrame* frame) {
+    const AVCodec* codec = avcodec_find_decoder(job.parameters->codec_id);
     if (!codec)
         return -1;
     AVCodecContext* decoder = avcodec_alloc_context3(codec);
     if (!decoder)
         return -1;
     int result = -1;
-    if (avcodec_parameters_to_context(decoder, stream->codecpar) >= 0 && avcodec_open2(decoder, codec, nullptr) >= 0 &&
-        avcodec_send_packet(decoder, &stream->attached_pic) >= 0) {
+    decoder->max_pixels = kCoverMaxPixels;
+    decoder->thread_count = 1;
+    if (avcodec_parameters_to_context(decoder, job.parameters) >= 0 &&
+        avcodec_open2(decoder, codec, nullptr) >= 0 && avcodec_send_packet(decoder, job.picture) >= 0) {
         avcodec_send_packet(decoder, nullptr);
-        if (avcodec_receive_frame(decoder, frame) >= 0 && frame->width > 0 && frame->height > 0 &&
-            frame->width <= kCoverLargestSource && frame->height <= kCoverLargestSource)
+        if (avcodec_receive_frame(decoder, frame) >= 0 && frame->width > 0 && frame->height > 0)
             result = 0;
     }
     avcodec_free_context(&decoder);
@@ -100,30 +127,107 @@ int encodePng(const AVFrame* frame, std::string* png) {
     return result;
 }
 
-} // namespace
-
-int extractCoverPng(AVFormatContext* format, std::string* png) {
-    png->clear();
-    const AVStream* stream = attachedPicture(format);
-    if (!stream)
-        return -1;
-    const AVCodecParameters* parameters = stream->codecpar;
+// The PNG of the job's picture: empty when it has none that can be made.
+std::string makePng(const CoverJob& job) {
+    const AVCodecParameters* parameters = job.parameters;
+    std::string png;
+    if (static_cast<long long>(parameters->width) * parameters->height > kCoverMaxPixels) {
+        tprintf("musicservice: the cover of %s (%d x %d) is too large, left out\n", job.path.c_str(),
+                parameters->width, parameters->height);
+        return png;
+    }
     if (parameters->codec_id == AV_CODEC_ID_PNG && parameters->width > 0 && parameters->width <= kCoverMaxSide &&
         parameters->height > 0 && parameters->height <= kCoverMaxSide) {
-        png->assign(reinterpret_cast<const char*>(stream->attached_pic.data),
-                    static_cast<size_t>(stream->attached_pic.size));
-        return 0;
+        png.assign(reinterpret_cast<const char*>(job.picture->data), static_cast<size_t>(job.picture->size));
+        return png;
     }
     AVFrame* frame = av_frame_alloc();
-    if (!frame)
-        return -1;
-    int result = -1;
-    if (decodePicture(stream, frame) == 0) {
+    if (frame && decodePicture(job, frame) == 0) {
         if (AVFrame* scaled = scaledForPng(frame)) {
-            result = encodePng(scaled, png);
+            encodePng(scaled, &png);
             av_frame_free(&scaled);
         }
     }
     av_frame_free(&frame);
-    return result;
+    return png;
+}
+
+void* coverThread(void*) {
+    pthread_mutex_lock(&sCoverLock);
+    while (sCoverRunning) {
+        if (sQueue.empty()) {
+            pthread_cond_wait(&sCoverWake, &sCoverLock);
+            continue;
+        }
+        std::shared_ptr<CoverJob> job = sQueue.front().lock();
+        sQueue.pop_front();
+        if (!job)
+            continue;
+        pthread_mutex_unlock(&sCoverLock);
+        std::string png = makePng(*job);
+        pthread_mutex_lock(&sCoverLock);
+        job->png.swap(png);
+        job->done = true;
+    }
+    pthread_mutex_unlock(&sCoverLock);
+    return nullptr;
+}
+
+} // namespace
+
+int coverStart() {
+    sCoverRunning = true;
+    if (pthread_create(&sCoverThread, nullptr, coverThread, nullptr) != 0) {
+        sCoverRunning = false;
+        return -1;
+    }
+    sCoverStarted = true;
+    return 0;
+}
+
+int coverStop() {
+    if (!sCoverStarted)
+        return 0;
+    pthread_mutex_lock(&sCoverLock);
+    sCoverRunning = false;
+    sQueue.clear();
+    pthread_cond_signal(&sCoverWake);
+    pthread_mutex_unlock(&sCoverLock);
+    struct timespec until;
+    clock_gettime(CLOCK_REALTIME, &until);
+    until.tv_sec += 1;
+    if (pthread_timedjoin_np(sCoverThread, nullptr, &until) != 0)
+        return -1;
+    sCoverStarted = false;
+    return 0;
+}
+
+std::shared_ptr<CoverJob> coverRequest(AVFormatContext* format, const std::string& path) {
+    const AVStream* stream = attachedPicture(format);
+    if (!stream)
+        return nullptr;
+    auto job = std::make_shared<CoverJob>();
+    job->path = path;
+    job->picture = av_packet_alloc();
+    job->parameters = avcodec_parameters_alloc();
+    if (!job->picture || !job->parameters || av_packet_ref(job->picture, &stream->attached_pic) < 0 ||
+        avcodec_parameters_copy(job->parameters, stream->codecpar) < 0)
+        return nullptr;
+    pthread_mutex_lock(&sCoverLock);
+    sQueue.push_back(job);
+    pthread_cond_signal(&sCoverWake);
+    pthread_mutex_unlock(&sCoverLock);
+    return job;
+}
+
+bool coverReady(const std::shared_ptr<CoverJob>& job, std::string* png) {
+    png->clear();
+    if (!job)
+        return true;
+    pthread_mutex_lock(&sCoverLock);
+    bool done = job->done;
+    if (done)
+        *png = job->png;
+    pthread_mutex_unlock(&sCoverLock);
+    return done;
 }

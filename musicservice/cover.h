@@ -1,14 +1,28 @@
-// The embedded picture of a track, made into a PNG for the front end.
+// The embedded picture of a track, made into a PNG for the front end on a thread of its
+// own, so that a large picture never holds up the decode thread. A picture of more than
+// kCoverMaxPixels is refused before it is decoded.
 #pragma once
 
+#include <memory>
 #include <string>
 
 struct AVFormatContext;
+struct CoverJob;
 
 // Covers are scaled down to fit this square; the front end shows them at 400 pixels.
 constexpr int kCoverMaxSide = 600;
+// The largest picture decoded: a 4096 x 4096 picture takes about 50 MB to decode.
+constexpr long long kCoverMaxPixels = 4096LL * 4096;
 
-// The PNG bytes of the file's attached picture into *png: 0, or -1 when the file has
-// none or it cannot be decoded (*png is then empty). A PNG picture that already fits
-// is passed on as it stands.
-int extractCoverPng(AVFormatContext* format, std::string* png);
+// Starts and ends the thread that makes the covers. coverStop returns -1 when the thread
+// did not end within a second (the process must then end without cleanup).
+int coverStart();
+int coverStop();
+
+// Queues the file's attached picture (a reference to it is kept) for making into a PNG:
+// the job, or null when the file has none. A job that nobody holds any more is dropped.
+std::shared_ptr<CoverJob> coverRequest(AVFormatContext* format, const std::string& path);
+
+// True once the job is done, with the PNG bytes in *png (empty when the picture could
+// not be made or was refused); a null job is done and empty.
+bool coverReady(const std::shared_ptr<CoverJob>& job, std::string* png);

@@ -2,13 +2,21 @@
 
 #include "zcommon.h"
 
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
+#include <libavutil/time.h>
 #include <libswresample/swresample.h>
 }
 
@@ -16,10 +24,20 @@ namespace {
 
 // Packets in a row that fail to decode before the file is given up.
 constexpr int kMaxDecodeErrors = 64;
+// No step on a file (opening it, one read, one seek) may hold the decode thread longer:
+// FFmpeg's reads stop at the interrupt callback once it has passed.
+constexpr int64_t kStepLimitUs = 1000000;
+
+std::atomic<bool> sAbort{false};
 
 } // namespace
 
 struct Decoder {
+    std::string path;
+    // The URL FFmpeg opened: the only file it may open.
+    char url[64] = {0};
+    int (*defaultOpen)(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) = nullptr;
+    int64_t deadline = 0; // av_gettime_relative() microseconds
     AVFormatContext* format = nullptr;
     AVCodecContext* codec = nullptr;
     SwrContext* resampler = nullptr;
@@ -45,6 +63,64 @@ struct Decoder {
 };
 
 namespace {
+
+void logOpenError(const std::string& path, int error) {
+    char reason[AV_ERROR_MAX_STRING_SIZE] = {0};
+    av_strerror(error, reason, sizeof(reason));
+    tprintf("musicservice: cannot open %s: %s\n", path.c_str(), reason);
+}
+
+int interrupted(void* opaque) {
+    auto* d = static_cast<Decoder*>(opaque);
+    return sAbort.load(std::memory_order_relaxed) || av_gettime_relative() > d->deadline;
+}
+
+void startStep(Decoder* d) {
+    d->deadline = av_gettime_relative() + kStepLimitUs;
+}
+
+// A file may name others (a playlist format, a reference movie): those are not opened,
+// since nothing checks them and opening a FIFO cannot be interrupted.
+int openOnlyTheFile(AVFormatContext* format, AVIOContext** io, const char* url, int flags,
+                    AVDictionary** options) {
+    auto* d = static_cast<Decoder*>(format->interrupt_callback.opaque);
+    if (strcmp(url, d->url) != 0) {
+        tprintf("musicservice: %s names %s, which is not opened\n", d->path.c_str(), url);
+        return AVERROR(EPERM);
+    }
+    return d->defaultOpen(format, io, url, flags, options);
+}
+
+// Opens the file for FFmpeg: a regular file only (a FIFO or a device can block an open
+// or a read for good). The file is opened without blocking and checked, and FFmpeg then
+// opens that very file through /proc, so that nothing can be swapped in between.
+int openInput(Decoder* d) {
+    int fd = open(d->path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    struct stat info;
+    if (fd < 0 || fstat(fd, &info) < 0 || !S_ISREG(info.st_mode)) {
+        tprintf("musicservice: cannot open %s: %s\n", d->path.c_str(),
+                fd < 0 ? strerror(errno) : "not a regular file");
+        if (fd >= 0)
+            close(fd);
+        return -1;
+    }
+    snprintf(d->url, sizeof(d->url), "file:/proc/self/fd/%d", fd);
+    int result = AVERROR(ENOMEM);
+    if ((d->format = avformat_alloc_context())) {
+        d->format->interrupt_callback = AVIOInterruptCB{interrupted, d};
+        d->defaultOpen = d->format->io_open;
+        d->format->io_open = openOnlyTheFile;
+        AVDictionary* options = nullptr;
+        av_dict_set(&options, "protocol_whitelist", "file", 0);
+        startStep(d);
+        result = avformat_open_input(&d->format, d->url, nullptr, &options);
+        av_dict_free(&options);
+    }
+    close(fd);
+    if (result < 0)
+        logOpenError(d->path, result);
+    return result < 0 ? -1 : 0;
+}
 
 int ensureOutput(Decoder* d, int frames) {
     if (frames <= d->outCapacity)
@@ -132,9 +208,12 @@ int convertFrame(Decoder* d, const AVFrame* frame) {
 int decoderOpen(const char* path, Decoder** decoder, TrackInfo* info) {
     *decoder = nullptr;
     auto* d = new Decoder();
-    int result = avformat_open_input(&d->format, path, nullptr, nullptr);
-    if (result >= 0)
-        result = avformat_find_stream_info(d->format, nullptr);
+    d->path = path;
+    if (openInput(d) < 0) {
+        decoderClose(d);
+        return -1;
+    }
+    int result = avformat_find_stream_info(d->format, nullptr);
     const AVCodec* codec = nullptr;
     if (result >= 0)
         result = d->stream = av_find_best_stream(d->format, AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
@@ -151,9 +230,7 @@ int decoderOpen(const char* path, Decoder** decoder, TrackInfo* info) {
     if (result >= 0 && (!(d->packet = av_packet_alloc()) || !(d->frame = av_frame_alloc())))
         result = AVERROR(ENOMEM);
     if (result < 0) {
-        char reason[AV_ERROR_MAX_STRING_SIZE] = {0};
-        av_strerror(result, reason, sizeof(reason));
-        tprintf("musicservice: cannot open %s: %s\n", path, reason);
+        logOpenError(d->path, result);
         decoderClose(d);
         return -1;
     }
@@ -177,6 +254,7 @@ int decoderOpen(const char* path, Decoder** decoder, TrackInfo* info) {
 }
 
 int decoderRead(Decoder* d, const int16_t** frames) {
+    startStep(d);
     for (;;) {
         int result = avcodec_receive_frame(d->codec, d->frame);
         if (result == 0) {
@@ -216,7 +294,7 @@ int decoderRead(Decoder* d, const int16_t** frames) {
         result = av_read_frame(d->format, d->packet);
         if (result < 0) {
             if (result != AVERROR_EOF)
-                tprintf("musicservice: read error in %s, treated as its end\n", d->format->url);
+                tprintf("musicservice: read error in %s, treated as its end\n", d->path.c_str());
             d->demuxDone = true;
             continue;
         }
@@ -235,6 +313,7 @@ int decoderSeek(Decoder* d, int64_t ms) {
     if (ms < 0)
         ms = 0;
     int64_t target = ms * (AV_TIME_BASE / 1000);
+    startStep(d);
     if (av_seek_frame(d->format, -1, target, AVSEEK_FLAG_BACKWARD) < 0 &&
         avformat_seek_file(d->format, -1, INT64_MIN, target, INT64_MAX, 0) < 0)
         return -1;
@@ -261,4 +340,8 @@ void decoderClose(Decoder* d) {
     av_channel_layout_uninit(&d->inLayout);
     free(d->out);
     delete d;
+}
+
+void decoderAbortAll() {
+    sAbort.store(true);
 }

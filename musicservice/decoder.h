@@ -12,8 +12,9 @@ constexpr int kOutputChannels = 2;
 struct Decoder;
 
 // Opens the file's best audio stream and fills *info (path, duration, tags, dump,
-// cover). 0, or negative when the file cannot be opened or holds no audio that can be
-// decoded; *decoder is then null.
+// cover). 0, or negative when the file cannot be opened (it must be a regular file or a
+// symlink to one) or holds no audio that can be decoded; *decoder is then null. No call
+// on a decoder blocks for much longer than a second, whatever the file does.
 int decoderOpen(const char* path, Decoder** decoder, TrackInfo* info);
 
 // The next output frames in *frames, valid until the next call on this decoder: their
@@ -25,3 +26,6 @@ int decoderRead(Decoder* decoder, const int16_t** frames);
 int decoderSeek(Decoder* decoder, int64_t ms);
 
 void decoderClose(Decoder* decoder);
+
+// Makes every step on any decoder give up at once, now and from now on (shutdown).
+void decoderAbortAll();

@@ -39,5 +39,5 @@ int m3uSave(const std::string& file, const std::vector<std::string>& paths) {
     std::string text = "#EXTM3U\n";
     for (const std::string& path : paths)
         text += path + "\n";
-    return replaceFile(file.c_str(), text.data(), text.size());
+    return replaceFile(file.c_str(), text.data(), text.size(), true);
 }

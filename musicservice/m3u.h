@@ -9,5 +9,6 @@
 // (*paths is then empty).
 int m3uLoad(const std::string& file, std::vector<std::string>* paths);
 
-// Writes the list by way of a temporary file renamed over the old one: 0 or -1.
+// Writes the list by way of a temporary file, synced and renamed over the old one, so
+// that a power cut leaves the old list or the new one whole: 0 or -1.
 int m3uSave(const std::string& file, const std::vector<std::string>& paths);

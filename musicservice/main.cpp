@@ -2,13 +2,14 @@
 // the abstract socket "musicservice", plays through SDL's audio, decodes with FFmpeg,
 // and reports through the files under the service folder.
 #include "base/device_paths.h"
-#include "base/files.h"
+#include "musicservice/cover.h"
 #include "musicservice/media_info.h"
 #include "musicservice/player.h"
 #include "musicservice/playlist.h"
 #include "musicservice/recorder.h"
 #include "musicservice/reporter.h"
 #include "musicservice/server.h"
+#include "musicservice/service_folder.h"
 #include "musicservice/tap_writer.h"
 #include "zcommon.h"
 
@@ -68,13 +69,18 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    makeParentDirs(MP_STATUS_FILE);
+    if (serviceFolderCheck(MP_SERVICE_DIR) < 0)
+        return 1;
     mediaLogInit();
     playlistInit(MP_SERVICE_DATA_DIR);
     if (tapOpen(MP_WAVE_TAP_FILE) < 0)
         tprintf("musicservice: cannot map %s: %s\n", MP_WAVE_TAP_FILE, strerror(errno));
     if (recordPath && recorderOpen(recordPath) < 0) {
         tprintf("musicservice: cannot create %s: %s\n", recordPath, strerror(errno));
+        return 1;
+    }
+    if (coverStart() < 0) {
+        tprintf("musicservice: cannot start the cover thread\n");
         return 1;
     }
     PlayerOptions options;
@@ -96,9 +102,14 @@ int main(int argc, char** argv) {
 
     tprintf("musicservice: stopping\n");
     reporterStop();
-    playerShutdown();
+    bool stuck = playerShutdown() < 0;
+    stuck = coverStop() < 0 || stuck;
     recorderClose();
     tapClose();
     close(stopFd);
+    // A thread stuck in a file read or a picture must not meet the destructors of what
+    // it uses.
+    if (stuck)
+        _exit(result < 0 ? 1 : 0);
     return result < 0 ? 1 : 0;
 }

@@ -112,5 +112,5 @@ void mediaReadInfo(AVFormatContext* format, int audioStream, TrackInfo* info) {
     av_dump_format(format, 0, info->path.c_str(), 0);
     tCapture = nullptr;
 
-    extractCoverPng(format, &info->coverPng);
+    info->cover = coverRequest(format, info->path);
 }

@@ -6,9 +6,11 @@
 #include "service/protocol/protocol.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 struct AVFormatContext;
+struct CoverJob;
 
 struct TrackInfo {
     std::string path;
@@ -18,15 +20,16 @@ struct TrackInfo {
     std::string tags[kTagCount];
     // The text av_dump_format printed for the file.
     std::string dump;
-    // The embedded picture as PNG bytes; empty when the file has none.
-    std::string coverPng;
+    // The embedded picture on its way to a PNG (see coverReady); null when the file has
+    // none.
+    std::shared_ptr<CoverJob> cover;
 };
 
 // Routes FFmpeg's log through the service's log (errors only, at a bounded rate) and
 // lets mediaReadInfo capture the dump. Call once before any other FFmpeg use.
 void mediaLogInit();
 
-// Fills the tags, the dump and the cover of an opened file.
+// Fills the tags and the dump of an opened file, and asks for its cover.
 void mediaReadInfo(AVFormatContext* format, int audioStream, TrackInfo* info);
 
 // The year of a date tag: its first four characters when they are digits ("2023-05-01"

@@ -34,13 +34,14 @@ int scanMusicFolder(const std::string& dir, std::vector<std::string>* paths) {
     while (struct dirent* entry = readdir(folder)) {
         if (entry->d_name[0] == '.' || !isMusicName(entry->d_name))
             continue;
-        bool isFolder = entry->d_type == DT_DIR;
+        // Regular files only, or symlinks to them: a folder named like a music file is a
+        // folder row in the library, and a FIFO or a device could block the decoder.
+        bool isFile = entry->d_type == DT_REG;
         if (entry->d_type == DT_UNKNOWN || entry->d_type == DT_LNK) {
             struct stat info;
-            isFolder = stat((prefix + entry->d_name).c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+            isFile = stat((prefix + entry->d_name).c_str(), &info) == 0 && S_ISREG(info.st_mode);
         }
-        // A folder named like a music file is a folder row in the library, not a track.
-        if (!isFolder)
+        if (isFile)
             names.emplace_back(entry->d_name);
     }
     closedir(folder);

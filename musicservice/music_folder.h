@@ -8,9 +8,9 @@
 // (".mp3", ".wma", ".wav", ".flac", ".ape", ".dsf"; ".MP3" is not shown, so not played).
 bool isMusicName(const char* name);
 
-// Replaces *paths with the full paths of the music files directly in dir (no
-// subfolders, no hidden names), in the library's natural order. The count, or -1 when
-// the folder cannot be read (*paths is then empty).
+// Replaces *paths with the full paths of the music files directly in dir (regular files
+// and symlinks to them; no subfolders, no hidden names), in the library's natural order. The count, or -1
+// when the folder cannot be read (*paths is then empty).
 int scanMusicFolder(const std::string& dir, std::vector<std::string>* paths);
 
 // The folder part of a path: the text before its last "/" ("" for none, "/" for a

@@ -1,10 +1,11 @@
 #include "musicservice/player.h"
 
 #include "musicservice/decoder.h"
+#include "musicservice/output.h"
 #include "musicservice/sample_ring.h"
 #include "zcommon.h"
 
-#include <SDL2/SDL.h>
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -16,14 +17,15 @@
 namespace {
 
 constexpr uint32_t kRingFrames = 65536;   // about 1.4 s of output
-constexpr uint32_t kPrimeFrames = 9600;   // 200 ms in the ring before a track starts
+constexpr uint32_t kPrimeFrames = 9600;   // 200 ms in the ring before a track starts; kept
+                                          // free, so that a cut is primed at once
 constexpr uint32_t kWriteChunk = 4096;    // the decoder runs when this much room is free
 constexpr int64_t kPreopenMs = 8000;      // the next track is opened this long before the end
-constexpr uint32_t kTapFrames = 8192;     // mono samples kept for the wave tap
-constexpr uint32_t kRecordFrames = 1u << 19; // about 11 s waiting to be written out
-constexpr int kDeviceFrames = 960;        // 20 ms a callback: a whole number of milliseconds
+constexpr uint32_t kPreopenQueued = 24000; // and only with 0.5 s in the ring, so that its
+                                           // opening never starves the device
+constexpr int kJoinLimitSeconds = 1;       // how long shutdown waits for the decode thread
 
-enum CommandKind { kOpPlay, kOpStep, kOpPause, kOpResume, kOpStop, kOpSeek };
+enum CommandKind { kOpPlay, kOpStep, kOpPause, kOpResume, kOpStop, kOpSeek, kOpDeviceLost };
 
 struct Command {
     CommandKind kind;
@@ -84,73 +86,16 @@ uint64_t sNextVersion = 0;
 bool sNextTried = false;
 uint64_t sDrainEnd = 0;
 bool sDraining = false;
-SDL_AudioDeviceID sDevice = 0;
 
 // Read by the audio callback.
 SampleRing sRing;
-std::atomic<int> sOutputState{kPlayerStopped};
-std::atomic<int> sVolume{100};
-std::atomic<int32_t> sGainTarget{65536};
-int32_t sGainNow = 65536; // the callback's own
 std::atomic<bool> sHasCommand{false};
-
-std::atomic<int16_t> sTap[kTapFrames];
-std::atomic<uint64_t> sTapWritten{0};
-
-SampleRing sRecord;
-std::atomic<bool> sRecording{false};
-std::atomic<uint64_t> sRecordLost{0};
 
 void (*sChangeHook)() = nullptr;
 
 void notifyChange() {
     if (sChangeHook)
         sChangeHook();
-}
-
-// Loudness follows the square of the setting, which sounds closer to even steps than
-// a straight line; 100 is the samples unchanged.
-int32_t gainForVolume(int volume) {
-    return static_cast<int32_t>((static_cast<int64_t>(volume) * volume * 65536 + 5000) / 10000);
-}
-
-int16_t applyGain(int16_t sample, int32_t gain) {
-    return static_cast<int16_t>((static_cast<int32_t>(sample) * gain) >> 16);
-}
-
-// Runs on SDL's audio thread: no locks, no allocation, no file access.
-void audioCallback(void*, Uint8* stream, int length) {
-    auto* out = reinterpret_cast<int16_t*>(stream);
-    uint32_t frames = static_cast<uint32_t>(length) / (kOutputChannels * sizeof(int16_t));
-    if (sOutputState.load(std::memory_order_acquire) != kPlayerPlaying) {
-        ringSkipDiscarded(&sRing);
-        memset(stream, 0, static_cast<size_t>(length));
-        return;
-    }
-    uint32_t got = ringRead(&sRing, out, frames);
-    if (got < frames)
-        memset(out + 2 * got, 0, (frames - got) * kOutputChannels * sizeof(int16_t));
-
-    // A volume change ramps over one buffer instead of jumping.
-    int32_t target = sGainTarget.load(std::memory_order_relaxed);
-    int32_t start = sGainNow;
-    uint64_t tapAt = sTapWritten.load(std::memory_order_relaxed);
-    for (uint32_t i = 0; i < frames; ++i) {
-        int32_t gain = start == target ? target : start + static_cast<int32_t>(static_cast<int64_t>(target - start) * i / frames);
-        int16_t left = applyGain(out[2 * i], gain);
-        int16_t right = applyGain(out[2 * i + 1], gain);
-        out[2 * i] = left;
-        out[2 * i + 1] = right;
-        sTap[(tapAt + i) & (kTapFrames - 1)].store(static_cast<int16_t>((left + right) / 2), std::memory_order_relaxed);
-    }
-    sGainNow = target;
-    sTapWritten.store(tapAt + frames, std::memory_order_release);
-
-    if (sRecording.load(std::memory_order_relaxed)) {
-        uint32_t kept = ringWrite(&sRecord, out, frames);
-        if (kept < frames)
-            sRecordLost.fetch_add(frames - kept, std::memory_order_relaxed);
-    }
 }
 
 void closeSource(Source* source) {
@@ -183,8 +128,7 @@ void setState(PlayerState state) {
     pthread_mutex_lock(&sLock);
     sState = state;
     pthread_mutex_unlock(&sLock);
-    sOutputState.store(state, std::memory_order_release);
-    SDL_PauseAudioDevice(sDevice, state == kPlayerStopped ? 1 : 0);
+    outputSetState(state);
 }
 
 // A new mark; its serial, a new one unless given (a seek inside a track keeps the
@@ -222,14 +166,21 @@ std::shared_ptr<const TrackInfo> heardTrack() {
     return info;
 }
 
+// When the ring already holds the next track but the device still plays the one
+// before, commands act on what is heard: the list's cursor goes back to it.
+std::shared_ptr<const TrackInfo> reconcileHeard() {
+    std::shared_ptr<const TrackInfo> heard = heardTrack();
+    if (heard && sCurrent.info && heard != sCurrent.info)
+        playlistReturnTo(heard->path);
+    return heard;
+}
+
 void stopAll() {
-    closeSource(&sCurrent);
-    closeSource(&sNext);
-    sNextTried = false;
-    sDraining = false;
-    ringDiscard(&sRing);
+    // A stopped service still names the track that was heard last, and "resume" plays
+    // it: both are found before the ring is emptied, since at a join it already holds
+    // the start of the next track, which was never heard.
+    reconcileHeard();
     pthread_mutex_lock(&sLock);
-    // A stopped service still names the track that was heard last.
     if (const Mark* heard = heardMarkLocked()) {
         sLastInfo = heard->info;
         sLastSerial = heard->serial;
@@ -237,6 +188,11 @@ void stopAll() {
     sMarks.clear();
     sPendingSeekMs = -1;
     pthread_mutex_unlock(&sLock);
+    closeSource(&sCurrent);
+    closeSource(&sNext);
+    sNextTried = false;
+    sDraining = false;
+    ringDiscard(&sRing);
     setState(kPlayerStopped);
 }
 
@@ -262,9 +218,28 @@ void primeRing() {
     }
 }
 
-// Plays the file from startMs, or the files the list moves on to when it cannot be
-// played. false when nothing could be played (then all stops).
-bool startTrack(const std::string& path, PlaylistStep onFailure, int64_t startMs) {
+// Cuts over to what the current file gives from startMs: the device fades out and plays
+// silence (or stays stopped) while the ring is emptied and primed with the new frames,
+// then goes on in the state given. The new mark's serial (a new one unless given).
+uint64_t cutOver(int64_t startMs, uint64_t serial, PlayerState then) {
+    if (outputState() != kPlayerStopped)
+        outputSetState(kPlayerPaused);
+    outputSetStreamEnd(UINT64_MAX);
+    sDraining = false;
+    uint64_t position = ringDiscard(&sRing);
+    outputReleaseDiscarded(kPrimeFrames);
+    serial = pushMark(position, startMs, sCurrent.info, true, serial);
+    pthread_mutex_lock(&sLock);
+    sPendingSeekMs = -1;
+    pthread_mutex_unlock(&sLock);
+    primeRing();
+    setState(then);
+    return serial;
+}
+
+// Plays the file from startMs (in the state given), or the files the list moves on to
+// when it cannot be played. false when nothing could be played (then all stops).
+bool startTrack(const std::string& path, PlaylistStep onFailure, int64_t startMs, PlayerState then) {
     closeSource(&sNext);
     sNextTried = false;
     Source fresh;
@@ -274,7 +249,9 @@ bool startTrack(const std::string& path, PlaylistStep onFailure, int64_t startMs
         if (openSource(candidate, &fresh) == 0)
             break;
         tprintf("musicservice: skipping %s\n", candidate.c_str());
-        if (attempt >= limit || playlistStep(onFailure, &candidate) < 0) {
+        // A command sent meanwhile goes first rather than wait for a list of bad files.
+        if (attempt >= limit || sHasCommand.load(std::memory_order_acquire) ||
+            playlistStep(onFailure, &candidate) < 0) {
             tprintf("musicservice: nothing left to play\n");
             stopAll();
             return false;
@@ -287,16 +264,7 @@ bool startTrack(const std::string& path, PlaylistStep onFailure, int64_t startMs
     }
     closeSource(&sCurrent);
     sCurrent = fresh;
-    sDraining = false;
-    // The device plays silence, not the start of the ring, until it has been primed.
-    sOutputState.store(kPlayerPaused, std::memory_order_release);
-    uint64_t position = ringDiscard(&sRing);
-    sCurrent.serial = pushMark(position, sCurrent.startMs, sCurrent.info, true, 0);
-    pthread_mutex_lock(&sLock);
-    sPendingSeekMs = -1;
-    pthread_mutex_unlock(&sLock);
-    primeRing();
-    setState(kPlayerPlaying);
+    sCurrent.serial = cutOver(sCurrent.startMs, 0, then);
     playlistNoteStarted(sCurrent.info->path);
     return true;
 }
@@ -347,7 +315,7 @@ bool advance() {
 // Opens the next track while this one still has a few seconds to decode.
 void maybePreopen() {
     int64_t decodedMs = sCurrent.startMs + static_cast<int64_t>(sCurrent.frames * 1000 / kOutputRate);
-    if (sCurrent.info->durationMs - decodedMs > kPreopenMs)
+    if (sCurrent.info->durationMs - decodedMs > kPreopenMs || ringFill(&sRing) < kPreopenQueued)
         return;
     std::string path;
     uint64_t version = 0;
@@ -363,6 +331,9 @@ void maybePreopen() {
         return;
     sNextTried = true;
     sNextVersion = version;
+    // The file opened for the list as it was must not stay when this one fails: its
+    // version would now match, and the end of the track would play it.
+    closeSource(&sNext);
     if (openSource(path, &sNext) < 0)
         tprintf("musicservice: cannot open the next track %s\n", path.c_str());
 }
@@ -398,32 +369,25 @@ int fillRing() {
                 if (!advance()) {
                     sDraining = true;
                     sDrainEnd = sRing.written.load(std::memory_order_relaxed);
+                    outputSetStreamEnd(sDrainEnd);
                 }
                 continue;
             }
         }
         uint32_t space = ringSpace(&sRing);
+        space = space > kPrimeFrames ? space - kPrimeFrames : 0;
         if (space < kWriteChunk && space < sCurrent.pendingCount) {
             // Full: sleep until about half has been played.
             int64_t fill = ringFill(&sRing);
             int64_t waitMs = (fill - static_cast<int64_t>(sRing.capacity / 2)) * 1000 / kOutputRate;
             return waitMs < 10 ? 10 : static_cast<int>(waitMs);
         }
-        uint32_t written = ringWrite(&sRing, sCurrent.pending, sCurrent.pendingCount);
+        uint32_t written = ringWrite(&sRing, sCurrent.pending, std::min(sCurrent.pendingCount, space));
         sCurrent.pending += 2 * written;
         sCurrent.pendingCount -= written;
         sCurrent.frames += written;
         maybePreopen();
     }
-}
-
-// When the ring already holds the next track but the device still plays the one
-// before, commands act on what is heard: the list's cursor goes back to it.
-std::shared_ptr<const TrackInfo> reconcileHeard() {
-    std::shared_ptr<const TrackInfo> heard = heardTrack();
-    if (heard && sCurrent.info && heard != sCurrent.info)
-        playlistReturnTo(heard->path);
-    return heard;
 }
 
 void seekTo(int64_t ms) {
@@ -436,10 +400,8 @@ void seekTo(int64_t ms) {
     }
     if (heard != sCurrent.info) {
         // The file being heard was already closed: open it again where the seek leads.
-        PlayerState state = sOutputState.load() == kPlayerPaused ? kPlayerPaused : kPlayerPlaying;
-        startTrack(heard->path, kStepSkip, ms);
-        if (state == kPlayerPaused)
-            setState(kPlayerPaused);
+        startTrack(heard->path, kStepSkip, ms,
+                   outputState() == kPlayerPaused ? kPlayerPaused : kPlayerPlaying);
         return;
     }
     int64_t duration = sCurrent.info->durationMs;
@@ -458,14 +420,9 @@ void seekTo(int64_t ms) {
     sCurrent.pendingCount = 0;
     sCurrent.startMs = ms;
     sCurrent.frames = 0;
-    sDraining = false;
     closeSource(&sNext);
     sNextTried = false;
-    uint64_t position = ringDiscard(&sRing);
-    pushMark(position, ms, sCurrent.info, true, sCurrent.serial);
-    pthread_mutex_lock(&sLock);
-    sPendingSeekMs = -1;
-    pthread_mutex_unlock(&sLock);
+    cutOver(ms, sCurrent.serial, outputState() == kPlayerPaused ? kPlayerPaused : kPlayerPlaying);
 }
 
 void applyCommand(const Command& command) {
@@ -474,26 +431,28 @@ void applyCommand(const Command& command) {
         if (playlistSelect(command.listType, command.path.c_str()) < 0)
             tprintf("musicservice: %s is not in list %d\n", command.path.c_str(), command.listType);
         else
-            startTrack(command.path, kStepSkip, 0);
+            startTrack(command.path, kStepSkip, 0, kPlayerPlaying);
         break;
     case kOpStep: {
         reconcileHeard();
         std::string path;
         if (playlistStep(command.step, &path) == 0)
-            startTrack(path, command.step == kStepPrevious ? kStepPrevious : kStepSkip, 0);
+            startTrack(path, command.step == kStepPrevious ? kStepPrevious : kStepSkip, 0, kPlayerPlaying);
         break;
     }
     case kOpPause:
-        if (sOutputState.load() == kPlayerPlaying)
+        if (outputState() == kPlayerPlaying)
             setState(kPlayerPaused);
         break;
     case kOpResume:
-        if (sOutputState.load() == kPlayerPaused) {
+        if (outputReady() < 0) {
+            tprintf("musicservice: no audio device to resume on\n");
+        } else if (outputState() == kPlayerPaused) {
             setState(kPlayerPlaying);
-        } else if (sOutputState.load() == kPlayerStopped) {
+        } else if (outputState() == kPlayerStopped) {
             std::string path;
             if (playlistCurrent(&path) == 0)
-                startTrack(path, kStepSkip, 0);
+                startTrack(path, kStepSkip, 0, kPlayerPlaying);
         }
         break;
     case kOpStop:
@@ -501,6 +460,15 @@ void applyCommand(const Command& command) {
         break;
     case kOpSeek:
         seekTo(command.ms);
+        break;
+    case kOpDeviceLost:
+        // Music must not go on in silence: the status says paused, and "resume" plays on
+        // whatever device is the default by then.
+        tprintf("musicservice: the audio device was lost; paused\n");
+        if (outputState() == kPlayerPlaying)
+            setState(kPlayerPaused);
+        notifyChange();
+        outputReopen();
         break;
     }
     notifyChange();
@@ -548,42 +516,17 @@ void post(Command command) {
     pthread_mutex_unlock(&sLock);
 }
 
-SDL_AudioDeviceID openDevice() {
-    SDL_AudioSpec want;
-    SDL_zero(want);
-    want.freq = kOutputRate;
-    want.format = AUDIO_S16SYS;
-    want.channels = kOutputChannels;
-    want.samples = kDeviceFrames;
-    want.callback = audioCallback;
-    SDL_AudioSpec have;
-    // No changes allowed: SDL converts for a device that wants another format.
-    return SDL_OpenAudioDevice(nullptr, 0, &want, &have, 0);
+// Called on SDL's thread.
+void deviceLost() {
+    post(Command{kOpDeviceLost, std::string(), kStepSkip, 0, 0});
 }
 
 } // namespace
 
 int playerStart(const PlayerOptions& options) {
-    if (ringInit(&sRing, kRingFrames) < 0)
+    if (ringInit(&sRing, kRingFrames) < 0 ||
+        outputOpen(&sRing, options.recordPath != nullptr, deviceLost) < 0)
         return -1;
-    if (options.recordPath) {
-        if (ringInit(&sRecord, kRecordFrames) < 0)
-            return -1;
-        sRecording.store(true);
-    }
-    bool ready = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0 && (sDevice = openDevice()) != 0;
-    if (!ready) {
-        // A machine without sound still gets a service whose time passes as it should.
-        tprintf("musicservice: no audio output (%s); using the dummy driver\n", SDL_GetError());
-        SDL_QuitSubSystem(SDL_INIT_AUDIO);
-        setenv("SDL_AUDIODRIVER", "dummy", 1);
-        ready = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0 && (sDevice = openDevice()) != 0;
-    }
-    if (!ready) {
-        tprintf("musicservice: cannot open any audio device: %s\n", SDL_GetError());
-        return -1;
-    }
-    tprintf("musicservice: audio through %s\n", SDL_GetCurrentAudioDriver());
 
     pthread_once(&sWakeOnce, wakeInit);
 
@@ -598,27 +541,31 @@ int playerStart(const PlayerOptions& options) {
     return 0;
 }
 
-void playerShutdown() {
+int playerShutdown() {
     pthread_once(&sWakeOnce, wakeInit);
     if (sThreadStarted) {
+        decoderAbortAll();
         pthread_mutex_lock(&sLock);
         sRunning = false;
         pthread_cond_signal(&sWake);
         pthread_mutex_unlock(&sLock);
-        pthread_join(sThread, nullptr);
+        // A read of a file can still hang in the kernel (a dead card or network folder),
+        // where nothing interrupts it: the service then ends without the thread.
+        struct timespec until;
+        clock_gettime(CLOCK_REALTIME, &until);
+        until.tv_sec += kJoinLimitSeconds;
+        if (pthread_timedjoin_np(sThread, nullptr, &until) != 0) {
+            tprintf("musicservice: the decode thread does not end (a file read hangs); leaving it\n");
+            return -1;
+        }
         sThreadStarted = false;
     }
-    if (sDevice) {
-        SDL_CloseAudioDevice(sDevice);
-        sDevice = 0;
-    }
-    SDL_QuitSubSystem(SDL_INIT_AUDIO);
-    SDL_Quit();
-    sRecording.store(false);
+    outputClose();
     pthread_mutex_lock(&sLock);
     sMarks.clear();
     sCommands.clear();
     pthread_mutex_unlock(&sLock);
+    return 0;
 }
 
 void playerPlayFromList(int listType, const std::string& path) {
@@ -660,20 +607,10 @@ void playerSeek(int64_t ms) {
     pthread_mutex_unlock(&sLock);
 }
 
-void playerSetVolume(int volume) {
-    volume = volume < 1 ? 1 : volume > 100 ? 100 : volume;
-    sVolume.store(volume);
-    sGainTarget.store(gainForVolume(volume));
-}
-
-int playerVolume() {
-    return sVolume.load();
-}
-
 void playerSnapshot(PlayerSnapshot* snapshot) {
     pthread_mutex_lock(&sLock);
     snapshot->state = sState;
-    snapshot->volume = sVolume.load();
+    snapshot->volume = outputVolume();
     const Mark* mark = sState == kPlayerStopped ? nullptr : heardMarkLocked();
     if (mark) {
         snapshot->info = mark->info;
@@ -690,26 +627,6 @@ void playerSnapshot(PlayerSnapshot* snapshot) {
         snapshot->positionMs = 0;
     }
     pthread_mutex_unlock(&sLock);
-}
-
-uint64_t playerCopyTap(int16_t* out, uint32_t count) {
-    if (count > kTapFrames)
-        count = kTapFrames;
-    uint64_t written = sTapWritten.load(std::memory_order_acquire);
-    uint64_t first = written - count;
-    for (uint32_t i = 0; i < count; ++i)
-        out[i] = sTap[(first + i) & (kTapFrames - 1)].load(std::memory_order_relaxed);
-    return written;
-}
-
-uint32_t playerTakeRecorded(int16_t* out, uint32_t maxFrames) {
-    if (!sRecord.data)
-        return 0;
-    return ringRead(&sRecord, out, maxFrames);
-}
-
-uint64_t playerRecordLost() {
-    return sRecordLost.load();
 }
 
 void playerSetChangeHook(void (*hook)()) {

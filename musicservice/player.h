@@ -1,5 +1,5 @@
-// Playback: a decode thread that keeps a ring of output samples filled, and SDL's
-// audio callback that hands them to the device.
+// Playback: a decode thread that keeps a ring of output samples filled for SDL's audio
+// callback (output.h), which hands them to the device.
 //
 // The decode thread owns the open files. When a track nears its end it opens the track
 // that follows and decodes its first frames, so that at the end it writes the next
@@ -11,17 +11,16 @@
 #pragma once
 
 #include "musicservice/media_info.h"
+#include "musicservice/output.h"
 #include "musicservice/playlist.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
 
-enum PlayerState { kPlayerStopped = 0, kPlayerPaused = 1, kPlayerPlaying = 2 };
-
 struct PlayerOptions {
-    // Raw file that receives every sample handed to the audio device while playing
-    // (48 kHz stereo s16le), or null.
+    // Raw file that receives every buffer handed to the audio device, silence while
+    // paused included (48 kHz stereo s16le), or null.
     const char* recordPath = nullptr;
 };
 
@@ -36,9 +35,12 @@ struct PlayerSnapshot {
 };
 
 // Opens the audio device (SDL's dummy driver when no other works) and starts the
-// decode thread: 0 or negative.
+// decode thread: 0 or negative. A device that goes away later pauses playback (logged)
+// and the default device is opened again.
 int playerStart(const PlayerOptions& options);
-void playerShutdown();
+// Ends the decode thread and closes the device: 0, or -1 when the thread did not end
+// within a second (stuck in a file read); the process must then end without cleanup.
+int playerShutdown();
 
 // Makes the list of that type the playing one at the path (see playlistSelect) and
 // plays the file from its start; a path that is not in the list is logged and changes
@@ -55,21 +57,8 @@ void playerResume();
 void playerStop();
 // Target in milliseconds, clamped to the track.
 void playerSeek(int64_t ms);
-// 1 to 100 (clamped); applied to the samples from the next audio buffer on.
-void playerSetVolume(int volume);
-int playerVolume();
 
 void playerSnapshot(PlayerSnapshot* snapshot);
-
-// The latest count mono samples heard (count at most 8192), oldest first; returns the
-// number of samples ever produced, which tells a caller whether anything changed.
-uint64_t playerCopyTap(int16_t* out, uint32_t count);
-
-// Recorded frames waiting to be written out (see PlayerOptions): copies up to
-// maxFrames stereo frames and returns their count. playerRecordLost counts frames that
-// did not fit the recording ring.
-uint32_t playerTakeRecorded(int16_t* out, uint32_t maxFrames);
-uint64_t playerRecordLost();
 
 // Called whenever what the status file shows may have changed.
 void playerSetChangeHook(void (*hook)());

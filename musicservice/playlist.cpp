@@ -17,6 +17,8 @@ pthread_mutex_t sListLock = PTHREAD_MUTEX_INITIALIZER;
 std::string sDataDir;
 std::vector<std::string> sFolder;
 std::vector<std::string> sRecent;
+// The recent list changed since it was last saved.
+bool sRecentChanged = false;
 
 // The list that plays, a copy taken when a file was chosen in it.
 std::vector<std::string> sPlaying;
@@ -357,16 +359,30 @@ std::vector<std::string> playlistRecent() {
 
 void playlistNoteStarted(const std::string& path) {
     pthread_mutex_lock(&sListLock);
-    auto at = std::find(sRecent.begin(), sRecent.end(), path);
-    if (at != sRecent.end())
-        sRecent.erase(at);
-    sRecent.insert(sRecent.begin(), path);
-    if (sRecent.size() > kRecentMax)
-        sRecent.resize(kRecentMax);
+    if (sRecent.empty() || sRecent.front() != path) {
+        auto at = std::find(sRecent.begin(), sRecent.end(), path);
+        if (at != sRecent.end())
+            sRecent.erase(at);
+        sRecent.insert(sRecent.begin(), path);
+        if (sRecent.size() > kRecentMax)
+            sRecent.resize(kRecentMax);
+        sRecentChanged = true;
+    }
+    pthread_mutex_unlock(&sListLock);
+}
+
+int playlistSaveRecent() {
+    pthread_mutex_lock(&sListLock);
+    bool save = sRecentChanged && !sDataDir.empty();
+    sRecentChanged = false;
     std::vector<std::string> copy = sRecent;
     std::string file = listFile("recent.m3u");
-    bool persist = !sDataDir.empty();
     pthread_mutex_unlock(&sListLock);
-    if (persist && m3uSave(file, copy) < 0)
+    if (!save)
+        return 0;
+    if (m3uSave(file, copy) < 0) {
         tprintf("musicservice: cannot save %s\n", file.c_str());
+        return -1;
+    }
+    return 1;
 }

@@ -74,5 +74,9 @@ int playlistFavorites(std::vector<std::string>* paths);
 // The recent list, newest first.
 std::vector<std::string> playlistRecent();
 
-// A track began: it goes to the front of the recent list, which is saved.
+// A track began: it goes to the front of the recent list. Nothing is written here,
+// since this runs on the decode thread.
 void playlistNoteStarted(const std::string& path);
+// Saves the recent list when it changed since the last save, durably: 1 when written, 0
+// when there was nothing to write, -1 when it could not be written (logged).
+int playlistSaveRecent();

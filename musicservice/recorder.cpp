@@ -1,7 +1,7 @@
 #include "musicservice/recorder.h"
 
 #include "base/fd_io.h"
-#include "musicservice/player.h"
+#include "musicservice/output.h"
 #include "zcommon.h"
 
 #include <fcntl.h>
@@ -24,11 +24,11 @@ void recorderDrain() {
     if (sRecordFd < 0)
         return;
     uint32_t frames;
-    while ((frames = playerTakeRecorded(sChunk, sizeof(sChunk) / (2 * sizeof(int16_t)))) > 0) {
+    while ((frames = outputTakeRecorded(sChunk, sizeof(sChunk) / (2 * sizeof(int16_t)))) > 0) {
         if (!writeFully(sRecordFd, sChunk, frames * 2 * sizeof(int16_t)))
             tprintf("musicservice: the recording could not be written\n");
     }
-    uint64_t lost = playerRecordLost();
+    uint64_t lost = outputRecordLost();
     if (lost != sReportedLost) {
         tprintf("musicservice: %llu recorded frames were lost\n", static_cast<unsigned long long>(lost));
         sReportedLost = lost;

@@ -1,6 +1,8 @@
 #include "musicservice/reporter.h"
 
+#include "musicservice/cover.h"
 #include "musicservice/player.h"
+#include "musicservice/playlist.h"
 #include "musicservice/recorder.h"
 #include "musicservice/status_writer.h"
 #include "musicservice/tap_writer.h"
@@ -12,7 +14,16 @@
 namespace {
 
 constexpr long kTapPeriodMs = 25;
+// How often the status is looked at: a new second of the position shows within this.
 constexpr long kStatusPeriodMs = 100;
+// The file is rewritten when its text changes (while playing, the position every
+// second), and otherwise this long after the last rewrite, so that a reader always finds
+// a recent one.
+constexpr long kStatusRefreshMs = 1000;
+// A track is named once its cover is made, or after this long without it; meanwhile the
+// status is looked at this often.
+constexpr long kCoverWaitMs = 1000;
+constexpr long kCoverPollMs = 10;
 
 pthread_mutex_t sReportLock = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t sReportWake;
@@ -35,22 +46,42 @@ bool sReportStarted = false;
 // The reporter thread's own.
 uint64_t sShownSerial = 0;
 uint64_t sTapSeen = 0;
+uint64_t sUnderrunsSeen = 0;
 bool sTapSilent = false;
 bool sStatusFailed = false;
+std::string sStatusShown;
+long sStatusWrittenMs = 0;
 int16_t sTapSamples[kTapSamples];
 
-void reportStatus(PlayerSnapshot* snapshot) {
+long sCoverWaitSince = -1;
+
+// Rewrites the status file if its text changed: false while a new track waits for its
+// cover, when the old text stays.
+bool reportStatus(PlayerSnapshot* snapshot, long now) {
     playerSnapshot(snapshot);
     // The dump and the cover are in place before the status names the track, so that
     // a reader that sees the new name finds the files that go with it.
     if (snapshot->info && snapshot->trackSerial != sShownSerial) {
-        writeTrackFiles(*snapshot->info);
+        std::string png;
+        if (sCoverWaitSince < 0)
+            sCoverWaitSince = now;
+        if (!coverReady(snapshot->info->cover, &png) && now - sCoverWaitSince < kCoverWaitMs)
+            return false;
+        sCoverWaitSince = -1;
+        writeTrackFiles(*snapshot->info, png);
         sShownSerial = snapshot->trackSerial;
     }
-    bool failed = writeStatusFile(*snapshot) < 0;
+    std::string text = statusText(*snapshot);
+    bool due = snapshot->state != kPlayerPlaying && now - sStatusWrittenMs >= kStatusRefreshMs;
+    if (text == sStatusShown && !due && !sStatusFailed)
+        return true;
+    bool failed = text.empty() || writeStatusText(text) < 0;
     if (failed && !sStatusFailed)
         tprintf("musicservice: cannot write the status file\n");
     sStatusFailed = failed;
+    sStatusShown = text;
+    sStatusWrittenMs = now;
+    return true;
 }
 
 void reportTap(PlayerState state) {
@@ -60,7 +91,7 @@ void reportTap(PlayerState state) {
         sTapSilent = true;
         return;
     }
-    uint64_t written = playerCopyTap(sTapSamples, kTapSamples);
+    uint64_t written = outputCopyTap(sTapSamples, kTapSamples);
     if (written == sTapSeen)
         return;
     sTapSeen = written;
@@ -70,7 +101,7 @@ void reportTap(PlayerState state) {
 
 void* reporterThread(void*) {
     PlayerSnapshot snapshot;
-    long lastStatus = 0;
+    long nextStatus = 0;
     pthread_mutex_lock(&sReportLock);
     while (sReportRunning) {
         bool kicked = sKicked;
@@ -78,16 +109,21 @@ void* reporterThread(void*) {
         pthread_mutex_unlock(&sReportLock);
 
         long now = systemms();
-        if (kicked || now - lastStatus >= kStatusPeriodMs) {
-            reportStatus(&snapshot);
-            lastStatus = now;
-        }
+        if (kicked || now >= nextStatus)
+            nextStatus = now + (reportStatus(&snapshot, now) ? kStatusPeriodMs : kCoverPollMs);
         reportTap(snapshot.state);
         recorderDrain();
+        playlistSaveRecent();
+        uint64_t underruns = outputUnderruns();
+        if (underruns != sUnderrunsSeen)
+            tprintf("musicservice: the audio device ran dry (%llu times so far)\n",
+                    static_cast<unsigned long long>(underruns));
+        sUnderrunsSeen = underruns;
 
-        // Idle, only the status needs rewriting.
-        long period = snapshot.state == kPlayerPlaying ? kTapPeriodMs : kStatusPeriodMs;
-        long next = (snapshot.state == kPlayerPlaying ? now + period : lastStatus + period);
+        // Idle, only the status needs a look.
+        long next = nextStatus;
+        if (snapshot.state == kPlayerPlaying && now + kTapPeriodMs < next)
+            next = now + kTapPeriodMs;
         long waitMs = next - systemms();
         pthread_mutex_lock(&sReportLock);
         if (waitMs <= 0 || sKicked || !sReportRunning)
@@ -133,9 +169,10 @@ void reporterStop() {
     playerSnapshot(&snapshot);
     snapshot.state = kPlayerStopped;
     snapshot.positionMs = 0;
-    writeStatusFile(snapshot);
+    writeStatusText(statusText(snapshot));
     tapClear();
     recorderDrain();
+    playlistSaveRecent();
 }
 
 void reporterKick() {

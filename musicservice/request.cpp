@@ -62,7 +62,7 @@ int setPlayMode(const Argument& argument, std::string*) {
 }
 
 int setVolume(const Argument& argument, std::string*) {
-    playerSetVolume(clampedInt(argument.number));
+    outputSetVolume(clampedInt(argument.number));
     return 0;
 }
 
@@ -266,6 +266,8 @@ int handleRequest(const char* body, size_t length, std::string* reply) {
     }
     int result = word->handler(argument, reply);
     cJSON_Delete(root);
-    reporterKick();
+    // The answered words are the queries, which change nothing the status shows.
+    if (result == 0)
+        reporterKick();
     return result;
 }

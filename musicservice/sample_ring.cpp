@@ -57,8 +57,16 @@ void ringSkipDiscarded(SampleRing* ring) {
 
 uint32_t ringRead(SampleRing* ring, int16_t* out, uint32_t count) {
     ringSkipDiscarded(ring);
+    return ringReadBeforeCut(ring, out, count);
+}
+
+uint32_t ringReadBeforeCut(SampleRing* ring, int16_t* out, uint32_t count) {
     uint64_t position = ring->read.load(std::memory_order_relaxed);
-    uint64_t available = ring->written.load(std::memory_order_acquire) - position;
+    uint64_t end = ring->written.load(std::memory_order_acquire);
+    uint64_t mark = ring->discardTo.load(std::memory_order_acquire);
+    if (mark > position && mark < end)
+        end = mark;
+    uint64_t available = end > position ? end - position : 0;
     if (count > available)
         count = static_cast<uint32_t>(available);
     uint32_t slot = static_cast<uint32_t>(position & (ring->capacity - 1));

@@ -35,6 +35,9 @@ uint64_t ringDiscard(SampleRing* ring);
 uint32_t ringRead(SampleRing* ring, int16_t* out, uint32_t count);
 // Skips to the discard mark without reading.
 void ringSkipDiscarded(SampleRing* ring);
+// Copies up to count frames out without passing a discard mark not yet skipped to (the
+// frames before it stay readable until then, for a fade); the number copied.
+uint32_t ringReadBeforeCut(SampleRing* ring, int16_t* out, uint32_t count);
 
 // Either side: the position of the next frame to be heard (read position or discard
 // mark, whichever is later), and the frames waiting behind it.

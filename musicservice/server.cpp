@@ -139,6 +139,17 @@ void acceptClients(int listenFd, std::vector<Client>* clients) {
                 tprintf("musicservice: accept failed: %s\n", strerror(errno));
             return;
         }
+        // Only the service's own user and root may drive it: another local user must
+        // not control what plays.
+        struct ucred peer = {0, static_cast<uid_t>(-1), static_cast<gid_t>(-1)};
+        socklen_t size = sizeof(peer);
+        if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) < 0 ||
+            (peer.uid != geteuid() && peer.uid != 0)) {
+            tprintf("musicservice: refused a client of user %u (process %d)\n",
+                    static_cast<unsigned>(peer.uid), static_cast<int>(peer.pid));
+            close(fd);
+            continue;
+        }
         Client client;
         client.fd = fd;
         client.deadline = systemms() + kClientLifetimeMs;

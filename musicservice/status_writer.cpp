@@ -33,8 +33,9 @@ std::string statusText(const PlayerSnapshot& snapshot) {
         return std::string();
     cJSON_AddStringToObject(root, kStatusFilename, info.path.c_str());
     cJSON_AddStringToObject(root, kStatusState, stateWord(snapshot.state));
-    // Whole seconds: the duration rounded, the position as far as it has got.
-    cJSON_AddNumberToObject(root, kStatusDuration, static_cast<double>((info.durationMs + 500) / 1000));
+    // Whole seconds, both cut the same way, so that the position at the end of a track
+    // is its duration (rounding the duration alone made 3:00.6 end at 3:00 of 3:01).
+    cJSON_AddNumberToObject(root, kStatusDuration, static_cast<double>(info.durationMs / 1000));
     cJSON_AddNumberToObject(root, kStatusPosition, static_cast<double>(snapshot.positionMs / 1000));
     cJSON_AddNumberToObject(root, kStatusVolume, snapshot.volume);
     cJSON_AddNumberToObject(root, kStatusAudiotrack, info.audioStream);
@@ -49,20 +50,17 @@ std::string statusText(const PlayerSnapshot& snapshot) {
     return text;
 }
 
-int writeStatusFile(const PlayerSnapshot& snapshot) {
-    std::string text = statusText(snapshot);
-    if (text.empty())
-        return -1;
+int writeStatusText(const std::string& text) {
     return replaceFile(MP_STATUS_FILE, text.data(), text.size());
 }
 
-void writeTrackFiles(const TrackInfo& info) {
+void writeTrackFiles(const TrackInfo& info, const std::string& coverPng) {
     if (replaceFile(MP_MUSIC_INFO_FILE, info.dump.data(), info.dump.size()) < 0)
         tprintf("musicservice: cannot write %s\n", MP_MUSIC_INFO_FILE);
-    if (info.coverPng.empty()) {
+    if (coverPng.empty()) {
         if (unlink(MP_MUSIC_COVER_FILE) < 0 && errno != ENOENT)
             tprintf("musicservice: cannot remove %s\n", MP_MUSIC_COVER_FILE);
-    } else if (replaceFile(MP_MUSIC_COVER_FILE, info.coverPng.data(), info.coverPng.size()) < 0) {
+    } else if (replaceFile(MP_MUSIC_COVER_FILE, coverPng.data(), coverPng.size()) < 0) {
         tprintf("musicservice: cannot write %s\n", MP_MUSIC_COVER_FILE);
     }
 }

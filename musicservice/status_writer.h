@@ -1,6 +1,6 @@
-// The files the front end reads about the current track: the status file, rewritten
-// about ten times a second, and, when another track begins, the metadata dump and the
-// cover. Each is replaced whole by a rename, so a reader never sees half a file.
+// The files the front end reads about the current track: the status file and, when
+// another track begins, the metadata dump and the cover. Each is replaced whole by a rename, so a reader
+// never sees half a file.
 #pragma once
 
 #include "musicservice/player.h"
@@ -11,9 +11,9 @@
 // duration and position in whole seconds, volume, audiotrack, and the tags as strings.
 std::string statusText(const PlayerSnapshot& snapshot);
 
-// 0, or -1 when the file could not be replaced.
-int writeStatusFile(const PlayerSnapshot& snapshot);
+// Replaces the status file with the text: 0, or -1 when it could not be replaced.
+int writeStatusText(const std::string& text);
 
-// The dump and the cover of a track that begins: the cover file is removed when the
-// track has no picture.
-void writeTrackFiles(const TrackInfo& info);
+// The dump and the cover (PNG bytes) of a track that begins: the cover file is removed
+// when there is none.
+void writeTrackFiles(const TrackInfo& info, const std::string& coverPng);

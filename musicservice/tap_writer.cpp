@@ -1,5 +1,6 @@
 #include "musicservice/tap_writer.h"
 
+#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -13,10 +14,20 @@ unsigned char* sTap = nullptr;
 } // namespace
 
 int tapOpen(const char* path) {
-    int fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    // The file is kept across restarts, but only when it is the service's own: anything
+    // else under the name (a symlink, a FIFO, a file linked elsewhere) is replaced.
+    int fd = open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644);
+    struct stat info;
+    if (fd < 0 || fstat(fd, &info) < 0 || !S_ISREG(info.st_mode) || info.st_nlink != 1 ||
+        info.st_uid != geteuid()) {
+        if (fd >= 0)
+            close(fd);
+        if (unlink(path) < 0 && errno != ENOENT)
+            return -1;
+        fd = open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    }
     if (fd < 0)
         return -1;
-    struct stat info;
     if (fstat(fd, &info) < 0 || (info.st_size != kTapFileBytes && ftruncate(fd, kTapFileBytes) < 0)) {
         close(fd);
         return -1;

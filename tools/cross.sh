@@ -150,9 +150,11 @@ stage_done "device build"
 
 if [ $run_tests -eq 1 ]; then
     # The test suite for arm64, each arm64 program run through qemu (named by the
-    # toolchain file). Benchmarks and fuzz targets are not built.
+    # toolchain file), with a socket name of its own as in tools/test.sh. Benchmarks and
+    # fuzz targets are not built.
     cmake -S . -B "$out/test" -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release \
-        -DDEVICE_ROOT="$PWD/$out/test/devroot" -DMP_BENCH=OFF -DMP_FUZZ=OFF >/dev/null
+        -DDEVICE_ROOT="$PWD/$out/test/devroot" -DMP_BENCH=OFF -DMP_FUZZ=OFF \
+        -DMP_SERVICE_SOCKET="musicservice-test-$(printf '%s' "$PWD/$out/test" | sha1sum | cut -c1-16)" >/dev/null
     cmake --build "$out/test" -j"$jobs"
     stage_done "test build"
     (cd "$out/test" && ctest --output-on-failure -j"$jobs")

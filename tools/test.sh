@@ -15,6 +15,13 @@ export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0"
 export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:suppressions=$PWD/tools/tsan.supp"
 
+# A socket name of the build's own, made from the build folder's absolute path: the
+# suites never meet a service the user left playing (its name is "musicservice"), nor
+# the suites of another build or another clone.
+socket_name() {
+    echo "musicservice-test-$(printf '%s' "$PWD/$1" | sha1sum | cut -c1-16)"
+}
+
 # Each build has its own device root inside its build folder, so builds and test runs
 # never share the service's files.
 run_suite() {
@@ -22,7 +29,7 @@ run_suite() {
     shift
     local dir=build-test-$name
     echo "=== suite: $name"
-    cmake -S . -B "$dir" -DDEVICE_ROOT="$PWD/$dir/devroot" "$@" >/dev/null
+    cmake -S . -B "$dir" -DDEVICE_ROOT="$PWD/$dir/devroot" -DMP_SERVICE_SOCKET="$(socket_name "$dir")" "$@" >/dev/null
     cmake --build "$dir" -j"$jobs"
     (cd "$dir" && ctest --output-on-failure -j"$jobs")
 }

@@ -1,20 +1,26 @@
 // Measures the running service (SDL's dummy audio driver, so time passes as on a real
-// device and no sound card is needed):
-//   - CPU use while playing a FLAC file, as percent of one core over 20 seconds;
-//   - the delay from "play_file_in_dir" to the first status file that names the file;
-//   - the delay from "seek" to the first status file with the new position.
-// Each figure is the median of several runs. Run it inside unshare -n.
+// device and no sound card is needed), each figure the median of several runs beside a
+// baseline measured in the same run:
+//   - the delay from "play_file_in_dir" to the first status file that names the file,
+//     and from "seek" to the first status file with the new position;
+//   - status file rewrites per second while playing, paused and stopped, each without
+//     and with the now-playing screen's 60 queries a second (the baseline: without);
+//   - CPU use, as percent of one core, while playing FLAC (48 kHz mono, and 44.1 kHz
+//     stereo through the resampler) and MP3, and while paused; the baseline: ffmpeg
+//     decoding the same file to 48 kHz stereo, per second of audio.
+// Run it inside unshare -n, or in a build with a socket name of its own.
 #include "base/device_paths.h"
 #include "service/client/commands.h"
 #include "service/client/wire.h"
 #include "service_runner.h"
+#include "scratch_dir.h"
 #include "zcommon.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <string>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -23,27 +29,19 @@ namespace {
 double median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+    return n == 0 ? 0 : n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
 // User and system time of the process, in clock ticks.
 long cpuTicks(pid_t pid) {
-    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-    std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
     size_t close = stat.rfind(')');
     if (close == std::string::npos)
         return -1;
-    std::vector<std::string> fields;
-    size_t at = close + 2;
-    while (at < stat.size()) {
-        size_t space = stat.find(' ', at);
-        fields.push_back(stat.substr(at, space - at));
-        if (space == std::string::npos)
-            break;
-        at = space + 1;
-    }
     // After the name: state is field 3; utime and stime are fields 14 and 15.
-    return fields.size() > 12 ? std::stol(fields[11]) + std::stol(fields[12]) : -1;
+    unsigned long user = 0, system = 0;
+    sscanf(stat.c_str() + close + 2, "%*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user, &system);
+    return static_cast<long>(user + system);
 }
 
 // Milliseconds until the status satisfies the condition; -1 after 5 s.
@@ -55,6 +53,51 @@ template <typename Condition> double untilStatus(long start, Condition condition
         usleep(500);
     }
     return -1;
+}
+
+void play(const std::string& path) {
+    setPlayDir(path.substr(0, path.find_last_of('/')).c_str());
+    filepath_cmd(kCmdPlayInDir, path.c_str());
+    untilStatus(monotonicMs(), [&](const MusicPlayingStatus& s) { return s.filename == path; });
+}
+
+// Percent of one core the service uses over seconds, three times.
+std::vector<double> serviceCpu(pid_t pid, int seconds) {
+    std::vector<double> percent;
+    for (int run = 0; run < 3; ++run) {
+        long ticks = cpuTicks(pid), start = monotonicMs();
+        sleep(static_cast<unsigned>(seconds));
+        double elapsed = static_cast<double>(monotonicMs() - start) / 1000.0;
+        percent.push_back(100.0 * static_cast<double>(cpuTicks(pid) - ticks) / sysconf(_SC_CLK_TCK) /
+                          elapsed);
+    }
+    return percent;
+}
+
+// Percent of one core ffmpeg takes to decode the file to the service's output format, per
+// second of audio (the file lasts audioSeconds), three times.
+std::vector<double> decodeCpu(const std::string& path, double audioSeconds) {
+    std::vector<double> percent;
+    for (int run = 0; run < 3; ++run) {
+        struct rusage before, after;
+        getrusage(RUSAGE_CHILDREN, &before);
+        if (system(("ffmpeg -v error -nostdin -i '" + path + "' -ar 48000 -ac 2 -f s16le -y /dev/null")
+                       .c_str()) != 0)
+            return {};
+        getrusage(RUSAGE_CHILDREN, &after);
+        auto seconds = [](const timeval& t) { return static_cast<double>(t.tv_sec) + t.tv_usec / 1e6; };
+        double used = seconds(after.ru_utime) - seconds(before.ru_utime) + seconds(after.ru_stime) -
+                      seconds(before.ru_stime);
+        percent.push_back(100.0 * used / audioSeconds);
+    }
+    return percent;
+}
+
+void report(const char* what, const std::vector<double>& values, const char* unit) {
+    printf("%-44s median %8.3f %s (runs:", what, median(values), unit);
+    for (double value : values)
+        printf(" %.3f", value);
+    printf(")\n");
 }
 
 } // namespace
@@ -71,13 +114,13 @@ int main() {
         fprintf(stderr, "the service did not start (run inside unshare -n)\n");
         return 1;
     }
-    std::string dir = std::string(demoLibraryDir()) + "/Tones";
-    std::string flac = dir + "/01 Tone 440 Hz.flac";
-    std::string other = dir + "/02 Tone 1007.8125 Hz.flac";
+    const std::string dir = std::string(demoLibraryDir()) + "/Tones";
+    const std::string flac = dir + "/01 Tone 440 Hz.flac", other = dir + "/02 Tone 1007.8125 Hz.flac",
+                      mp3 = dir + "/03 Tone 2000 Hz.mp3";
     setPlayDir(dir.c_str());
 
     // Play: alternate two files, each time waiting for the status to name the new one.
-    std::vector<double> playMs;
+    std::vector<double> playMs, seekMs;
     for (int i = 0; i < 15; ++i) {
         const std::string& path = i % 2 ? flac : other;
         long start = monotonicMs();
@@ -85,11 +128,8 @@ int main() {
         playMs.push_back(untilStatus(start, [&](const MusicPlayingStatus& s) { return s.filename == path; }));
         usleep(200000);
     }
-
     // Seek: alternate two positions in the playing file.
-    filepath_cmd(kCmdPlayInDir, flac.c_str());
-    untilStatus(monotonicMs(), [&](const MusicPlayingStatus& s) { return s.filename == flac; });
-    std::vector<double> seekMs;
+    play(flac);
     for (int i = 0; i < 15; ++i) {
         int target = i % 2 ? 5 : 15;
         long start = monotonicMs();
@@ -97,50 +137,43 @@ int main() {
         seekMs.push_back(untilStatus(start, [&](const MusicPlayingStatus& s) { return s.position == target; }));
         usleep(200000);
     }
+    report("play_file_in_dir -> status names the file", playMs, "ms");
+    report("seek -> status shows the position", seekMs, "ms");
 
-    // CPU: three stretches of 20 s of FLAC playback (each from the start of the file):
-    // the demo's 48 kHz mono tone, and the same tone as 44.1 kHz stereo, which goes
-    // through the resampler.
-    long ticksPerSecond = sysconf(_SC_CLK_TCK);
-    auto cpuWhilePlaying = [&](const std::string& path) {
-        std::vector<double> percent;
-        setPlayDir(path.substr(0, path.find_last_of('/')).c_str());
-        for (int run = 0; run < 3; ++run) {
-            filepath_cmd(kCmdPlayInDir, path.c_str());
-            usleep(300000);
-            long ticks = cpuTicks(service.pid);
-            long start = monotonicMs();
-            sleep(20);
-            long used = cpuTicks(service.pid) - ticks;
-            double seconds = static_cast<double>(monotonicMs() - start) / 1000.0;
-            percent.push_back(100.0 * static_cast<double>(used) / static_cast<double>(ticksPerSecond) / seconds);
-        }
-        return percent;
+    // Status rewrites: five stretches of 4 s in each state, without and with queries.
+    auto rewrites = [](bool queries) {
+        std::vector<double> perSecond;
+        for (int run = 0; run < 5; ++run)
+            perSecond.push_back(statusRewritesDuring(4000, [&] { queries&& getPlayMode(); }) / 4.0);
+        return perSecond;
     };
-    std::vector<double> cpuPercent = cpuWhilePlaying(flac);
-    std::string resampled = std::string(demoLibraryDir()) + "/../bench-44k-stereo.flac";
-    std::string convert = "ffmpeg -hide_banner -loglevel error -nostdin -y -i '" + flac +
-                          "' -ar 44100 -ac 2 '" + resampled + "'";
-    std::vector<double> cpuResampled;
-    if (system(convert.c_str()) == 0)
-        cpuResampled = cpuWhilePlaying(resampled);
+    for (const char* state : {"playing", "paused", "stopped"}) {
+        play(flac);
+        if (state[0] != 'p' || state[1] == 'a')
+            noarg_cmd(state[1] == 'a' ? "pause" : "stop");
+        usleep(300000);
+        std::vector<double> alone = rewrites(false), queried = rewrites(true);
+        std::string what = std::string("status rewrites, ") + state;
+        report((what + ", no queries").c_str(), alone, "/s");
+        report((what + ", 60 queries/s").c_str(), queried, "/s");
+        printf("%-44s ratio  %8.2f\n", "  with queries / without", median(queried) / median(alone));
+    }
+
+    // CPU: 10 s stretches of each file from its start (the tones are 30 s long).
+    const std::string resampled = std::string(demoLibraryDir()) + "/../bench-44k-stereo.flac";
+    system(("ffmpeg -v error -nostdin -y -i '" + flac + "' -ar 44100 -ac 2 '" + resampled + "'").c_str());
+    for (auto [what, path] :
+         {std::pair{"FLAC 48 kHz mono", flac}, {"FLAC 44.1 kHz stereo", resampled}, {"MP3 128 kb/s", mp3}}) {
+        play(path);
+        std::vector<double> playing = serviceCpu(service.pid, 10), decoding = decodeCpu(path, 30.0);
+        report((std::string("CPU playing ") + what).c_str(), playing, "%");
+        report((std::string("  baseline: ffmpeg decoding it")).c_str(), decoding, "%");
+        printf("%-44s ratio  %8.2f\n", "  service / decoding alone", median(playing) / median(decoding));
+    }
+    play(flac);
+    noarg_cmd("pause");
+    usleep(300000);
+    report("CPU paused", serviceCpu(service.pid, 10), "%");
     stopMusicService(&service);
-
-    printf("play_file_in_dir -> status names the file: median %.1f ms (min %.1f, max %.1f, %zu runs)\n",
-           median(playMs), *std::min_element(playMs.begin(), playMs.end()),
-           *std::max_element(playMs.begin(), playMs.end()), playMs.size());
-    printf("seek -> status shows the position:       median %.1f ms (min %.1f, max %.1f, %zu runs)\n",
-           median(seekMs), *std::min_element(seekMs.begin(), seekMs.end()),
-           *std::max_element(seekMs.begin(), seekMs.end()), seekMs.size());
-    auto report = [](const char* what, const std::vector<double>& values) {
-        if (values.empty())
-            return;
-        printf("CPU while playing %s median %.2f %% of one core (20 s each, runs:", what, median(values));
-        for (double value : values)
-            printf(" %.2f", value);
-        printf(")\n");
-    };
-    report("FLAC 48 kHz mono:       ", cpuPercent);
-    report("FLAC 44.1 kHz stereo:   ", cpuResampled);
     return 0;
 }

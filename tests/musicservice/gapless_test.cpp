@@ -1,98 +1,195 @@
-// Gapless hand-over, checked on the very samples the service hands to the audio device
-// (it records them with --record): tracks cut from one continuous signal must come out
-// as that signal again, with nothing missing, repeated or inserted at the joins.
-#include "base/device_paths.h"
+// What the device receives, checked on the very samples the service hands to it (it
+// records them with --record): tracks cut from one signal come out as that signal again,
+// with nothing missing, repeated or inserted at the joins, even when the next track is
+// slow to open (a large cover) and the hand-over comes right after a start or a seek;
+// every cut the listener makes fades instead of clicking; and a device that goes away is
+// noticed and replaced.
 #include "scratch_dir.h"
 #include "service/client/commands.h"
 #include "service/client/wire.h"
-#include "service_runner.h"
+#include "service_test.h"
+#include "wait_until.h"
 
-#include <gtest/gtest.h>
-
+#include <atomic>
 #include <cmath>
-#include <cstdint>
 #include <cstring>
-#include <sys/wait.h>
-#include <vector>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
-constexpr int kWaitMs = 30000;
 constexpr int kRate = 48000;
+// Frames at the start of a track or after a seek that may be faded in (5 ms).
+constexpr size_t kFadeFrames = 240;
 
-// A 48 kHz stereo 16-bit WAV file of the frames [first, last) of the signal.
-void writeWav(const std::string& path, const std::vector<int16_t>& signal, size_t first, size_t last) {
-    const uint32_t bytes = static_cast<uint32_t>((last - first) * 4);
-    const uint32_t fields[] = {36 + bytes, 16, 1 | 2 << 16, kRate, kRate * 4, 4 | 16 << 16, bytes};
-    std::string out(44, '\0');
-    out.replace(0, 4, "RIFF").replace(8, 8, "WAVEfmt ").replace(36, 4, "data");
-    for (int i = 0; i < 7; ++i)
-        memcpy(&out[i < 1 ? 4 : i < 6 ? 12 + 4 * i : 40], &fields[i], 4);
-    out.append(reinterpret_cast<const char*>(&signal[2 * first]), (last - first) * 4);
-    writeFile(path, out);
+// A track (WAV or FLAC, by its name) of the frames [first, last) of the stereo signal,
+// made with ffmpeg and the further arguments.
+testing::AssertionResult writeTrack(const std::string& path, const std::vector<int16_t>& signal, size_t first,
+                                    size_t last, const std::string& more = "") {
+    writeFile(path + ".raw",
+              std::string(reinterpret_cast<const char*>(&signal[2 * first]), (last - first) * 4));
+    int made = runFfmpeg("-f s16le -ar 48000 -ac 2 -i '" + path + ".raw'" + more + " '" + path + "'");
+    return made == 0 ? testing::AssertionSuccess()
+                     : testing::AssertionFailure() << "ffmpeg failed on " << path;
 }
 
-class GaplessTest : public testing::Test {
+class GaplessTest : public ServiceTest {
 protected:
-    void SetUp() override {
-        removeTree(MP_SERVICE_DATA_DIR);
-        mRecording = mScratch.path() + "/heard.raw";
-        ASSERT_EQ(startMusicService(&mService, {"--record", mRecording}), 0) << serviceLog(mService);
-        ASSERT_GT(setvolume(100), 0);
-    }
-    void TearDown() override {
-        if (mService.pid > 0)
-            stopMusicService(&mService);
-        if (HasFailure())
-            std::cerr << serviceLog(mService);
+    std::vector<std::string> arguments() override { return {"--record", mRecording}; }
+    // Ends the service, which writes out the last of the recording, and reads it.
+    std::vector<int16_t> heard() {
+        EXPECT_EQ(stopMusicService(&mService), 0);
+        EXPECT_FALSE(logged("were lost")) << "the recording dropped frames";
+        std::string bytes = readFile(mRecording);
+        const auto* samples = reinterpret_cast<const int16_t*>(bytes.data());
+        return std::vector<int16_t>(samples, samples + bytes.size() / 2);
     }
     ScratchDir mScratch{"gapless"};
-    std::string mRecording;
-    ServiceProcess mService;
-    MusicPlayingStatus mRecord;
+    const std::string mRecording = mScratch.path() + "/heard.raw";
 };
 
-TEST_F(GaplessTest, TracksCutFromOneSignalPlayBackAsThatSignalSampleForSample) {
-    // Three tracks cut at frames that line up with nothing: not the device's buffer, not
-    // the ring's chunks, not a round time.
-    const size_t cuts[] = {0, 52711, 52711 + 30011, 52711 + 30011 + 61237};
-    const size_t total = cuts[3];
-    std::vector<int16_t> signal(2 * total);
-    for (size_t i = 0; i < total; ++i) {
-        double t = static_cast<double>(i) / kRate;
-        signal[2 * i] = static_cast<int16_t>(std::lround(9000.0 * std::sin(2 * M_PI * 1000.0 * t)));
-        signal[2 * i + 1] = static_cast<int16_t>(std::lround(7000.0 * std::sin(2 * M_PI * 1511.0 * t + 0.5)));
+// Whether the recording holds the frames [from, to) of the signal in one unbroken run.
+testing::AssertionResult holdsRun(const std::vector<int16_t>& heard, const std::vector<int16_t>& signal,
+                                  size_t from, size_t to) {
+    const size_t frames = heard.size() / 2;
+    for (size_t at = 0; at + 64 <= frames; ++at) {
+        if (memcmp(&heard[2 * at], &signal[2 * from], 64 * 4) != 0)
+            continue;
+        for (size_t i = 0; i < to - from; ++i) {
+            if (at + i >= frames || memcmp(&heard[2 * (at + i)], &signal[2 * (from + i)], 4) != 0)
+                return testing::AssertionFailure()
+                       << "frames " << from << "-" << to << " break off at " << from + i;
+        }
+        return testing::AssertionSuccess();
     }
-    std::string dir = mScratch.path() + "/album";
-    makeDirs(dir);
-    for (int part = 0; part < 3; ++part)
-        writeWav(dir + "/0" + std::to_string(part + 1) + ".wav", signal, cuts[part], cuts[part + 1]);
-
-    ASSERT_GT(setPlayDir(dir.c_str()), 0);
-    ASSERT_GT(filepath_cmd("play_file_in_dir", (dir + "/01.wav").c_str()), 0);
-    ASSERT_TRUE(waitForStatus(
-        [&](const MusicPlayingStatus& s) { return s.filename == dir + "/03.wav" && s.status == "stopped"; },
-        kWaitMs, &mRecord));
-    // Ending the service writes out the last of the recording.
-    int status = stopMusicService(&mService);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_EQ(serviceLog(mService).find("were lost"), std::string::npos) << "the recording dropped frames";
-    std::string bytes = readFile(mRecording);
-    std::vector<int16_t> heard(bytes.size() / 2);
-    memcpy(heard.data(), bytes.data(), heard.size() * 2);
-
-    // Find where the signal begins (after any silence before the first buffer).
-    size_t start = 0;
-    while (start + 1 < heard.size() / 2 && heard[2 * start] == 0 && heard[2 * start + 1] == 0)
-        ++start;
-    ASSERT_GE(heard.size() / 2, start + total) << "the recording is shorter than the three tracks";
-    size_t mismatches = 0, first = 0;
-    for (size_t i = 0; i < 2 * total; ++i) {
-        if (heard[2 * start + i] != signal[i] && mismatches++ == 0)
-            first = i / 2;
-    }
-    EXPECT_EQ(mismatches, 0u) << "first wrong frame " << first << " (joins at " << cuts[1] << " and "
-                              << cuts[2] << ")";
+    return testing::AssertionFailure() << "frame " << from << " is never heard";
 }
 
 } // namespace
+
+TEST_F(GaplessTest, TracksCutFromOneSignalPlayBackAsThatSignalAfterAStartOrASeek) {
+    // Noise, so that any stretch of it is found at one place only. Three tracks cut at
+    // frames that line up with nothing (not the device's buffer, not the ring's chunks,
+    // not a round time), all shorter than the time before the end at which the next
+    // track is opened; the last two carry a large cover that is slow to make.
+    const size_t cuts[] = {0, 144001, 144001 + 30011, 144001 + 30011 + 61237};
+    std::vector<int16_t> signal(2 * cuts[3]);
+    uint32_t state = 12345;
+    for (int16_t& sample : signal) {
+        state = state * 1103515245u + 12345u;
+        sample = static_cast<int16_t>(static_cast<int>(state >> 16) % 12000 - 6000);
+    }
+    const std::string dir = mScratch.path() + "/album", cover = mScratch.path() + "/cover.jpg";
+    makeDirs(dir);
+    const std::string noise = "-f lavfi -i cellauto=s=4000x4000:rule=30:random_fill_ratio=.5 -frames 1 -q 5";
+    ASSERT_EQ(runFfmpeg(noise + " '" + cover + "'"), 0);
+    std::string tracks[3];
+    for (int part = 0; part < 3; ++part) {
+        tracks[part] = dir + "/0" + std::to_string(part + 1) + ".flac";
+        ASSERT_TRUE(writeTrack(
+            tracks[part], signal, cuts[part], cuts[part + 1],
+            part ? " -i '" + cover + "' -map 0:a -map 1:v -c:v copy -disposition:v attached_pic" : ""));
+    }
+    // From the start of the second track, then from a seek into the last second of the first.
+    ASSERT_GT(setPlayDir(dir.c_str()), 0);
+    ASSERT_TRUE(after(filepath_cmd("play_file_in_dir", tracks[1].c_str()), tracks[2], "stopped"));
+    ASSERT_TRUE(after(filepath_cmd("play_file_in_dir", tracks[0].c_str()), tracks[0]));
+    ASSERT_TRUE(after(seek_cmd(2200), tracks[2], "stopped"));
+    std::vector<int16_t> recording = heard();
+    EXPECT_TRUE(holdsRun(recording, signal, cuts[1] + kFadeFrames, cuts[3]));
+    EXPECT_TRUE(holdsRun(recording, signal, 2200 * 48 + kFadeFrames, cuts[3]));
+    EXPECT_FALSE(logged("ran dry"));
+}
+
+TEST_F(GaplessTest, ARecordedToneNeverJumpsThroughPauseResumeSeekNextPreviousAndStop) {
+    // Two tracks of a 997 Hz tone, a whole number of periods each (but not of the
+    // device's buffers or of a millisecond), so that nothing but a command can break it;
+    // its largest step between two samples is about 1044.
+    std::vector<int16_t> tone(2 * 10 * kRate);
+    int largestStep = 0;
+    for (size_t i = 0; i < tone.size() / 2; ++i) {
+        tone[2 * i] = tone[2 * i + 1] =
+            static_cast<int16_t>(std::lround(8000 * std::sin(2 * M_PI * 997.0 * i / kRate)));
+        largestStep = std::max(largestStep, i ? std::abs(tone[2 * i] - tone[2 * i - 2]) : 0);
+    }
+    const std::string dir = mScratch.path() + "/tone", first = dir + "/01.wav", second = dir + "/02.wav";
+    makeDirs(dir);
+    ASSERT_TRUE(writeTrack(first, tone, 0, tone.size() / 2) && writeTrack(second, tone, 0, tone.size() / 2));
+    ASSERT_TRUE(playInDir(first));
+    // Each command once the one before has been heard for a second or so.
+    for (auto [word, path, state, from] : {std::tuple{"pause", first, "paused", 0},
+                                           {"resume", first, "playing", 1},
+                                           {"seek", first, "playing", 6},
+                                           {"next", second, "playing", 1},
+                                           {"previous", first, "playing", 1},
+                                           {"stop", first, "stopped", 0},
+                                           {"resume", first, "playing", 1},
+                                           {"stop", first, "stopped", 0}}) {
+        ASSERT_TRUE(after(strcmp(word, "seek") == 0 ? seek_cmd(5013) : noarg_cmd(word), path, state));
+        ASSERT_TRUE(from == 0 || at(path, from));
+    }
+    std::vector<int16_t> recording = heard();
+    int jump = 0;
+    size_t where = 0;
+    for (size_t i = 2; i < recording.size(); ++i) {
+        if (std::abs(recording[i] - recording[i - 2]) > jump)
+            jump = std::abs(recording[i] - recording[i - 2]), where = i / 2;
+    }
+    EXPECT_LE(jump, 2 * largestStep) << "at frame " << where << " of " << recording.size() / 2;
+}
+
+// SDL's disk driver writes what a device would play into a file: into a FIFO, a reader
+// is a device plugged in, and a reader that goes away a device pulled out.
+class FifoDevice {
+public:
+    explicit FifoDevice(const std::string& fifo)
+        : mThread([this, fifo] {
+              int fd = open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+              for (int16_t samples[2048]; mPlugged.load();) {
+                  ssize_t n = read(fd, samples, sizeof(samples));
+                  for (ssize_t i = 0; i < n / 2; ++i)
+                      mSound += samples[i] != 0;
+                  if (n <= 0)
+                      usleep(2000);
+              }
+              close(fd);
+          }) {}
+    ~FifoDevice() {
+        mPlugged.store(false);
+        mThread.join();
+    }
+    std::atomic<long> mSound{0}; // non-zero samples received
+
+private:
+    std::atomic<bool> mPlugged{true};
+    std::thread mThread;
+};
+
+class DeviceTest : public ServiceTest {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(mkfifo(mFifo.c_str(), 0600), 0);
+        mDevice = std::make_unique<FifoDevice>(mFifo);
+        setenv("SDL_AUDIODRIVER", "disk", 1);
+        setenv("SDL_DISKAUDIOFILE", mFifo.c_str(), 1);
+        ServiceTest::SetUp();
+        setenv("SDL_AUDIODRIVER", "dummy", 1);
+    }
+    ScratchDir mScratch{"device"};
+    const std::string mFifo = mScratch.path() + "/device";
+    std::unique_ptr<FifoDevice> mDevice;
+};
+
+TEST_F(DeviceTest, ALostDeviceIsNoticedAndPausedAndResumePlaysOnTheDeviceThereNow) {
+    ASSERT_TRUE(playInDir(demo("Tones/01 Tone 440 Hz.flac")));
+    ASSERT_TRUE(waitUntil([&] { return mDevice->mSound > kRate; }));
+    mDevice.reset();
+    EXPECT_TRUE(inState("paused"));
+    EXPECT_TRUE(logged("the audio device was lost"));
+    mDevice = std::make_unique<FifoDevice>(mFifo);
+    ASSERT_GT(noarg_cmd("resume"), 0);
+    EXPECT_TRUE(inState("playing"));
+    EXPECT_TRUE(waitUntil([&] { return mDevice->mSound > kRate; })) << "nothing plays on the new device";
+}

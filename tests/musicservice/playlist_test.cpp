@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -47,17 +49,21 @@ protected:
 } // namespace
 
 TEST_F(PlaylistTest, FolderListHoldsTheMusicFilesInTheLibrarysOrder) {
-    // The library shows only lower-case suffixes; hidden files and folders are no tracks.
+    // The library shows only lower-case suffixes; hidden files, folders, FIFOs and links
+    // to anything but a regular file are no tracks.
     for (const char* name : {"track10.mp3", "Track2.flac", "track1.wav", "b.ape", "A.dsf", "c.wma",
                              "upper.MP3", "cover.jpg", ".hidden.mp3", "noext"})
         writeFile(mDir + "/" + name, "x");
     makeDirs(mDir + "/folder.mp3");
+    ASSERT_EQ(mkfifo((mDir + "/fifo.mp3").c_str(), 0644), 0);
+    ASSERT_EQ(symlink("track1.wav", (mDir + "/link.flac").c_str()), 0);
+    ASSERT_EQ(symlink("fifo.mp3", (mDir + "/pipe.mp3").c_str()), 0);
     std::vector<std::string> paths;
-    ASSERT_EQ(scanMusicFolder(mDir, &paths), 6);
+    ASSERT_EQ(scanMusicFolder(mDir, &paths), 7);
     std::string names;
     for (const std::string& path : paths)
         names += path.substr(mDir.size() + 1) + " ";
-    EXPECT_EQ(names, "A.dsf b.ape c.wma track1.wav Track2.flac track10.mp3 ");
+    EXPECT_EQ(names, "A.dsf b.ape c.wma link.flac track1.wav Track2.flac track10.mp3 ");
     EXPECT_EQ(scanMusicFolder(mDir + "/missing", &paths), -1);
     EXPECT_TRUE(paths.empty());
 }
@@ -136,12 +142,17 @@ TEST_F(PlaylistTest, M3uListsAndTheRecentListsLimits) {
     EXPECT_EQ(back, paths);
     EXPECT_EQ(m3uLoad(mScratch.path() + "/none.m3u", &back), -1);
 
-    // Newest first, each path once, at most kRecentMax, kept across a restart.
+    // Newest first, each path once, at most kRecentMax, kept across a restart; saved
+    // apart from noting it (not on the decode thread), and only when it changed.
     for (const char* path : {"/a.mp3", "/b.mp3", "/a.mp3"})
         playlistNoteStarted(path);
     EXPECT_EQ(playlistRecent(), (std::vector<std::string>{"/a.mp3", "/b.mp3"}));
     for (size_t i = 0; i < kRecentMax + 5; ++i)
         playlistNoteStarted("/x/" + std::to_string(i) + ".mp3");
+    EXPECT_NE(access((mScratch.path() + "/data/recent.m3u").c_str(), F_OK), 0);
+    EXPECT_EQ(playlistSaveRecent(), 1);
+    playlistNoteStarted("/x/" + std::to_string(kRecentMax + 4) + ".mp3");
+    EXPECT_EQ(playlistSaveRecent(), 0);
     playlistReset();
     playlistInit((mScratch.path() + "/data").c_str());
     std::vector<std::string> recent = playlistRecent();

@@ -3,29 +3,19 @@
 #include "../support/wait_until.h"
 #include "base/device_paths.h"
 #include "build_program.h"
+#include "scratch_dir.h"
 #include "service/client/commands.h"
 #include "status/track_dump.h"
 
 #include <cjson/cJSON.h>
 #include <csignal>
 #include <fcntl.h>
-#include <fstream>
 #include <poll.h>
-#include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
-
-namespace {
-
-std::string fileText(const std::string& path) {
-    std::stringstream buffer;
-    buffer << std::ifstream(path, std::ios::binary).rdbuf();
-    return buffer.str();
-}
-
-} // namespace
+#include <utility>
 
 long monotonicMs() {
     struct timespec now;
@@ -46,7 +36,7 @@ int spawnMusicService(ServiceProcess* service, const std::vector<std::string>& a
         int log = open(service->logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(log, STDERR_FILENO);
         dup2(log, STDOUT_FILENO);
-        setenv("SDL_AUDIODRIVER", "dummy", 1);
+        setenv("SDL_AUDIODRIVER", "dummy", 0);
         execBuildProgram(MP_MUSICSERVICE_BIN, args);
         _exit(127);
     }
@@ -95,11 +85,11 @@ void killMusicService(ServiceProcess* service) {
 }
 
 std::string serviceLog(const ServiceProcess& service) {
-    return fileText(service.logPath);
+    return readFile(service.logPath);
 }
 
 bool readStatusRecord(MusicPlayingStatus* record) {
-    cJSON* root = cJSON_Parse(fileText(MP_STATUS_FILE).c_str());
+    cJSON* root = cJSON_Parse(readFile(MP_STATUS_FILE).c_str());
     if (!root)
         return false;
     TrackDump dump;
@@ -114,17 +104,31 @@ bool waitForStatus(const std::function<bool(const MusicPlayingStatus&)>& conditi
     return waitUntil([&] { return readStatusRecord(record) && condition(*record); }, timeoutMs);
 }
 
-bool waitForStatusRewrites(int count, int timeoutMs) {
+namespace {
+
+ino_t statusInode() {
     struct stat info;
-    ino_t last = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
-    return waitUntil(
-        [&] {
-            ino_t now = stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
-            count -= now != last;
-            last = now;
-            return count <= 0;
-        },
-        timeoutMs);
+    return stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
+}
+
+} // namespace
+
+bool waitForStatusRewrites(int count, int timeoutMs) {
+    ino_t last = statusInode();
+    return waitUntil([&] { return (count -= std::exchange(last, statusInode()) != last) <= 0; }, timeoutMs);
+}
+
+int statusRewritesDuring(int ms, const std::function<void()>& meanwhile) {
+    int rewrites = 0;
+    ino_t last = statusInode();
+    for (long start = monotonicMs(), call = start; monotonicMs() < start + ms; usleep(500)) {
+        rewrites += std::exchange(last, statusInode()) != last;
+        if (monotonicMs() >= call) {
+            meanwhile();
+            call += 16;
+        }
+    }
+    return rewrites;
 }
 
 bool closedByService(int fd, int timeoutMs) {
@@ -135,4 +139,8 @@ bool closedByService(int fd, int timeoutMs) {
             return poll(&pfd, 1, 10) > 0 && read(fd, buffer, sizeof(buffer)) <= 0;
         },
         timeoutMs);
+}
+
+int runFfmpeg(const std::string& arguments) {
+    return system(("ffmpeg -hide_banner -loglevel error -nostdin -y " + arguments).c_str());
 }

@@ -1,9 +1,8 @@
 // Starts and stops the real musicservice binary of the build for tests and benchmarks,
 // and reads back what it reports with the front end's own status code.
 //
-// The service runs with SDL's dummy audio driver under the build's device root; its log
-// goes to a file beside the build's test output. Run everything that uses it inside a
-// private network namespace (unshare -n): the socket name is global to the namespace.
+// The service runs with SDL's dummy audio driver (unless SDL_AUDIODRIVER names another)
+// under the build's device root; its log goes to a file beside the build's test output.
 #pragma once
 
 #include "status/music_status.h"
@@ -49,8 +48,15 @@ bool waitForStatus(const std::function<bool(const MusicPlayingStatus&)>& conditi
                    MusicPlayingStatus* record);
 // Waits until the status file has been replaced count more times.
 bool waitForStatusRewrites(int count, int timeoutMs);
+// How often the status file is replaced during ms milliseconds, while meanwhile() is
+// called about 60 times a second.
+int statusRewritesDuring(int ms, const std::function<void()>& meanwhile);
 // True when the service closes the connection within timeoutMs (whatever it sent).
 bool closedByService(int fd, int timeoutMs);
 
 // Milliseconds on a monotonic clock.
 long monotonicMs();
+
+// Runs the machine's ffmpeg quietly with the arguments (a shell command line), to make
+// test media: its exit status.
+int runFfmpeg(const std::string& arguments);

@@ -144,7 +144,7 @@ TEST_F(WireTest, QueriesReadTheirNumberMemberAndFavouritesTheirStringPaths) {
 // folder takes seconds: the client waits for that answer, so that the play_file_in_dir
 // behind it cannot overtake it.
 TEST(PlayDir, TheClientWaitsForAServiceThatScansSlowly) {
-    int listener = abstractListen("musicservice", 4);
+    int listener = abstractListen(MP_SERVICE_SOCKET_NAME, 4);
     ASSERT_GE(listener, 0) << "the socket name is taken: run the tests in a network namespace";
     const auto scan = std::chrono::milliseconds(6500); // longer than the old 5 s give-up
     std::thread slowService([&] {

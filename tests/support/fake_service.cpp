@@ -20,7 +20,7 @@ std::string expectedFrame(const std::string& body) {
 }
 
 bool FakeService::start() {
-    mListenFd = abstractListen("musicservice", 16);
+    mListenFd = abstractListen(MP_SERVICE_SOCKET_NAME, 16);
     if (mListenFd < 0)
         return false;
     mRunning = true;
