@@ -231,8 +231,7 @@ void FileBrowserMenu::runLoad(const LoadRequest& request) {
     long focusRow = -1;
     bool focusApplied = false;
     bool replaced = false;
-    auto publish = [&]() -> bool {
-        ZwLock guard(&mCursorLock);
+    auto publishLocked = [&]() -> bool {
         if (request.serial != mLoadSerial || mClosing)
             return false; // a later load owns the list now
         if (!replaced) {
@@ -256,6 +255,17 @@ void FileBrowserMenu::runLoad(const LoadRequest& request) {
         }
         clampView(static_cast<int>(mRows.size()));
         return true;
+    };
+    auto publish = [&]() -> bool {
+        bool published, seen;
+        {
+            ZwLock guard(&mCursorLock);
+            published = publishLocked();
+            seen = onWindowThreadLocked();
+        }
+        if (published && !seen)
+            zwWakeLoop(); // the window thread shows the rows at its next pass
+        return published;
     };
 
     std::string path = dir == "/" ? std::string("/") : dir + "/";
@@ -314,6 +324,21 @@ TextMenuItem* FileBrowserMenu::getItemByIndex(int index) {
             mGenerationHolders.push_back(self);
     }
     return mRows[static_cast<size_t>(index)].item;
+}
+
+bool FileBrowserMenu::onWindowThreadLocked() const {
+    return mWindowThreadKnown && pthread_equal(mWindowThread, pthread_self());
+}
+
+void FileBrowserMenu::restorePos(int selected, int first, int last) {
+    bool seen;
+    {
+        ZwLock guard(&mCursorLock);
+        ListMenu::restorePos(selected, first, last);
+        seen = onWindowThreadLocked();
+    }
+    if (!seen)
+        zwWakeLoop();
 }
 
 int FileBrowserMenu::getListNum() {

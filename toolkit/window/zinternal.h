@@ -57,6 +57,32 @@ void zwReleaseTextCache();
 // Lines rendered from glyphs so far; cached lines do not count.
 extern int zwTextRenders;
 
+// Frames (zframe.cpp). During a pass of the loop, what is drawn on the screen is written
+// down; zwFinishFrame draws and presents it only when it differs from the frame on screen,
+// or, for a window that animates, whenever the pass painted anything. Window thread only.
+void zwStartFrame();
+// True when a frame was presented.
+bool zwFinishFrame(bool animated);
+// Frames presented by the loop so far.
+extern int zwFramesShown;
+// The screen may no longer show the last frame (a new renderer, an exposed window, fonts
+// loaded again): the next pass presents whatever it paints.
+void zwInvalidateFrame();
+// A render target is about to be drawn into: its pixels change under the same pointer.
+void zwNoteOffscreenDrawing();
+// A texture goes away; a pass that copied it to the screen draws what it has at once.
+void zwForgetTexture(SDL_Texture* texture);
+// Draw calls on the current target: written down while a pass draws on the screen,
+// drawn at once otherwise.
+void zwRenderCopy(SDL_Texture* texture, const SDL_Rect& source, const SDL_Rect& destination);
+void zwRenderFill(const SDL_Rect* rect, SDL_Color color, SDL_BlendMode mode);
+// True when the text was written down for the pass; the caller then draws nothing.
+bool zwRecordText(_TTF_Font* font, const SDL_Rect& rect, const char* text, SDL_Color color, int alignment);
+
+// Ends the window loop's wait from another thread (a loader that published rows or moved
+// the cursor), so that a pass shows the change.
+void zwWakeLoop();
+
 // Holds a pthread mutex for the rest of the scope.
 class ZwLock {
 public:

@@ -202,6 +202,8 @@ public:
     FileBrowserMenu(const char* root, const char* startDir, const char* activeImage, const char* normalImage,
                     int visibleRows, int reserved);
     ~FileBrowserMenu() override;
+    // Wakes the window loop when another thread moves the cursor.
+    void restorePos(int selected, int first, int last) override;
     int eventHandling() override;
     TextMenuItem* getItemByIndex(int index) override;
     void draw() override;
@@ -268,6 +270,7 @@ protected:
     };
 
     void noteWindowThread();
+    bool onWindowThreadLocked() const;
     void syncItemVector();
     // Frees replaced rows that no thread can hold any more; window thread only. Large
     // sets are handed to the loader thread to free.

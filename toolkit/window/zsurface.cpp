@@ -64,6 +64,7 @@ ZwSurface::ZwSurface(SDL_Texture* texture, int width, int height, SDL_Surface* i
 ZwSurface::~ZwSurface() {
     if (sRenderTarget == this)
         SetRenderTarget(nullptr);
+    zwForgetTexture(mTexture);
     if (mTexture)
         SDL_DestroyTexture(mTexture);
     if (mImage)
@@ -131,7 +132,7 @@ void ZwSurface::blit(SDL_Rect* src, SDL_Rect* dst, int flag, void*) {
         sRenderTarget->eraseWith(mImage, texel, destination);
         return;
     }
-    SDL_RenderCopy(gZwRenderer, mTexture, &texel, &destination);
+    zwRenderCopy(mTexture, texel, destination);
 }
 
 // Reads the target's pixels, applies the stamp where it lands and writes them back.
@@ -445,6 +446,8 @@ void SetRenderTarget(ZelmorSurface* target) {
     if (surface && !surface->mTarget)
         return;
     sRenderTarget = surface;
+    if (surface)
+        zwNoteOffscreenDrawing();
     if (gZwRenderer)
         SDL_SetRenderTarget(gZwRenderer, surface ? surface->mTexture : nullptr);
 }
@@ -502,6 +505,7 @@ int ScreenInit(int width, int height, int depth, int flags) {
     (void)depth;
     (void)flags;
     IMG_Init(IMG_INIT_PNG | IMG_INIT_JPG);
+    zwInvalidateFrame();
     gZwWindow = SDL_CreateWindow("musicplayer", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width, height,
                                  SDL_WINDOW_RESIZABLE);
     if (!gZwWindow)

@@ -1,0 +1,133 @@
+// When the window loop shows a frame, counted by the toolkit's presents: a still library
+// shows one only for a change, the now-playing screen keeps its rate and its seek hold,
+// and a suspended one keeps its last frame.
+#include "library/music_album_window.h"
+#include "player_fixture.h"
+#include "playwindow/screen/music_play_window.h"
+
+#include <chrono>
+#include <ctime>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+long msSince(Clock::time_point start) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+}
+
+Uint32 tickLater(Uint32, void*) {
+    SDL_Event event;
+    SDL_zero(event);
+    event.type = SDL_USEREVENT;
+    event.user.code = 25;
+    SDL_PushEvent(&event);
+    return 0;
+}
+
+// The screen outside the status bar's clock.
+std::vector<Uint32> screenWithoutClock() {
+    std::vector<Uint32> pixels = readTargetPixels(0, 0, 1280, 720);
+    for (int y = kClockArea.y; y < kClockArea.y + kClockArea.h; ++y)
+        std::fill_n(pixels.begin() + y * 1280 + kClockArea.x, kClockArea.w, 0);
+    return pixels;
+}
+
+// The frame the loop showed last has the pixels of the stack drawn straight away.
+void expectLoopFrameAsDrawn() {
+    std::vector<Uint32> shown = screenWithoutClock();
+    drawStackNow(gUIWindows);
+    EXPECT_TRUE(screenWithoutClock() == shown);
+}
+
+// The library over "sub/" (two files) and t0 .. t9, its first frame shown.
+class LoopFrames : public PlayerTest {
+protected:
+    void SetUp() override {
+        PlayerTest::SetUp();
+        makeEntries(library, {"sub/", "sub/a.mp3", "sub/b.mp3"});
+        for (int i = 0; i < 10; ++i)
+            writeFile(track(i), "");
+        album = new MusicAlbumWindow(nullptr);
+        frame(*album); // the test's thread is the window thread
+        album->mMenu.LoadDir();
+        gUIWindows.push_back(album);
+        SDL_FlushEvents(SDL_FIRSTEVENT, SDL_LASTEVENT);
+        tick();
+        step();
+    }
+    std::string track(int i) { return library + "/t" + std::to_string(i) + ".mp3"; }
+    MusicAlbumWindow* album = nullptr;
+};
+
+} // namespace
+
+TEST_F(LoopFrames, AStillLibraryShowsAFrameOnlyForAKeyARowIconThatChangesOrNewRows) {
+    // Clear of the clock's next minute, which is a change of its own.
+    ASSERT_TRUE(waitUntil([] { return time(nullptr) % 60 < 55; }, 10000));
+    int shown = zwFramesShown;
+    auto start = Clock::now();
+    SDL_TimerID timer = SDL_AddTimer(1000, tickLater, nullptr);
+    step();
+    SDL_RemoveTimer(timer);
+    EXPECT_GE(msSince(start), 990) << "nothing but the tick a second later ends the wait";
+    EXPECT_EQ(zwFramesShown, shown) << "a tick that changes nothing shows nothing";
+
+    pressAndStep(SDLK_DOWN);
+    EXPECT_EQ(zwFramesShown, shown + 1) << "the cursor moved";
+    setStatus(track(1), "playing");
+    tick();
+    step();
+    EXPECT_EQ(zwFramesShown, shown + 2) << "the row's icon follows the status";
+    expectLoopFrameAsDrawn();
+
+    pressAndStep(SDLK_UP);
+    pressAndStep(SDLK_RETURN); // the folder row: its event, then the loader's rows
+    shown = zwFramesShown;
+    ASSERT_TRUE(waitUntil([&] {
+        step();
+        return album->mMenu.shownDir() == library + "/sub";
+    }));
+    if (SDL_PeepEvents(nullptr, 0, SDL_PEEKEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT) > 0)
+        step(); // the loader's wake-up, when its rows came in the pass before
+    EXPECT_EQ(zwFramesShown, shown + 1);
+}
+
+TEST_F(LoopFrames, TheNowPlayingScreenKeepsItsRateItsSeekHoldAndWhileSuspendingItsLastFrame) {
+    setStatus(track(0), "playing", 100, 300);
+    gUIWindows.push_back(new MusicPlayWindow(1, true, false));
+    int shown = zwFramesShown;
+    auto start = Clock::now();
+    for (int i = 0; i < 30; ++i)
+        step();
+    EXPECT_EQ(zwFramesShown, shown + 30);
+    EXPECT_GE(msSince(start), 29 * 16) << "60 frames a second, no more";
+    expectLoopFrameAsDrawn();
+
+    // Three presses within 200 ms: one seek; the bar holds the target for 30 frames.
+    auto first = Clock::now();
+    for (int i = 0; i < 3; ++i)
+        pressAndStep(SDLK_RIGHT);
+    bool quick = msSince(first) < 200;
+    ASSERT_TRUE(waitUntil([&] {
+        step();
+        return count("seek") >= 1;
+    }));
+    if (quick) {
+        EXPECT_EQ(numbers("seek", "ms"), std::vector<int>{115000});
+    }
+    shown = zwFramesShown;
+    ASSERT_TRUE(waitUntil([&] {
+        step();
+        return sMusicPlayingStatus.seekHold.load() == 0;
+    })) << "the frames alone run the hold out";
+    EXPECT_LE(zwFramesShown - shown, 30);
+
+    writeFile(MP_SYSTEM_SUSPEND_FILE, "");
+    std::vector<Uint32> before = readTargetPixels(0, 0, 1280, 720);
+    shown = zwFramesShown;
+    for (int i = 0; i < 5; ++i)
+        step();
+    EXPECT_EQ(zwFramesShown, shown);
+    EXPECT_TRUE(readTargetPixels(0, 0, 1280, 720) == before) << "the screen keeps the last frame";
+}
