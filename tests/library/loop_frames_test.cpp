@@ -1,6 +1,7 @@
 // When the window loop shows a frame, counted by the toolkit's presents: a still library
 // shows one only for a change, the now-playing screen keeps its rate and its seek hold,
-// and a suspended one keeps its last frame.
+// and a suspended one keeps its last frame. Also a folder event behind a key that opens
+// a popup.
 #include "library/music_album_window.h"
 #include "player_fixture.h"
 #include "playwindow/screen/music_play_window.h"
@@ -130,4 +131,18 @@ TEST_F(LoopFrames, TheNowPlayingScreenKeepsItsRateItsSeekHoldAndWhileSuspendingI
         step();
     EXPECT_EQ(zwFramesShown, shown);
     EXPECT_TRUE(readTargetPixels(0, 0, 1280, 720) == before) << "the screen keeps the last frame";
+}
+
+// MENU queued right behind the confirm key on a folder row: the popup opens before the
+// folder event is taken, and the folder is entered once the list waits again.
+TEST_F(LoopFrames, ConfirmThenMenuInOneFrameStillEntersTheFolder) {
+    press(SDLK_RETURN);
+    press(SDLK_m);
+    step();
+    step();
+    ASSERT_NE(dynamic_cast<PopUpWindow*>(gUIWindows.back()), nullptr);
+    expectLoopFrameAsDrawn();
+    press(SDLK_ESCAPE);
+    ASSERT_TRUE(runUntil([&] { return album->mMenu.shownDir() == library + "/sub"; }));
+    EXPECT_EQ(gUIWindows.size(), 1u);
 }

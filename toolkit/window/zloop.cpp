@@ -42,6 +42,12 @@ const ZelmorWindow* sNewestWindow = nullptr;
 // The stack of the pass whose top window waits for input, while it does.
 const std::vector<ZelmorWindow*>* sPassWindows = nullptr;
 
+// A folder event that came while no browser waited (a key queued before it opened a
+// window above the list): its path, copied since the row that holds the text may go,
+// until a browser waits again.
+std::string sHeldFolder;
+bool sFolderHeld = false;
+
 // The status bar's clock shows minutes: a still screen needs a pass when one begins.
 // A little after the turn, so that the coarse clock behind time() has turned as well.
 constexpr Sint32 kClockTurnMarginMs = 20;
@@ -137,6 +143,13 @@ int wait_event(SDL_Event* out) {
     // SDL_Quit clears hints, so it is set again whenever it is missing.
     if (!SDL_GetHint(SDL_HINT_POLL_SENTINEL))
         SDL_SetHint(SDL_HINT_POLL_SENTINEL, "0");
+    if (sFolderHeld && gFolderEventHandler) {
+        sFolderHeld = false;
+        std::string folder;
+        folder.swap(sHeldFolder);
+        gFolderEventHandler(folder.c_str());
+        return kKeyNone;
+    }
     // A pass that animates, and a wait outside the passes, keep the frame rate; any other
     // pass waits for a change, or for the clock's next minute.
     const int frameMs = sPassWindows ? passFrameMs(*sPassWindows) : sFrameMs;
@@ -170,9 +183,14 @@ int wait_event(SDL_Event* out) {
         if (event.type == SDL_USEREVENT) {
             if (event.user.code == USER_EVENT_STATUS_TICK)
                 return kKeyNone;
-            if (event.user.code == USER_EVENT_OPEN_FOLDER && gFolderEventHandler && event.user.data1) {
-                gFolderEventHandler(static_cast<const char*>(event.user.data1));
-                return kKeyNone;
+            if (event.user.code == USER_EVENT_OPEN_FOLDER && event.user.data1) {
+                const char* path = static_cast<const char*>(event.user.data1);
+                if (gFolderEventHandler) {
+                    gFolderEventHandler(path);
+                    return kKeyNone;
+                }
+                sHeldFolder = path;
+                sFolderHeld = true;
             }
             continue;
         }
@@ -277,6 +295,7 @@ int runWindowsStep(std::vector<ZelmorWindow*>& windows) {
 void runWindows(std::vector<ZelmorWindow*>& windows) {
     gWinList = &windows;
     sQuitRequested = false;
+    sFolderHeld = false;
     sFrameStart = SDL_GetTicks();
     while (runWindowsStep(windows) != kWinResultQuit) {
     }
