@@ -1,13 +1,14 @@
 // When the window loop shows a frame, counted by the toolkit's presents: a still library
 // shows one only for a change, the now-playing screen keeps its rate and its seek hold,
-// and a suspended one keeps its last frame. Also a folder event behind a key that opens
-// a popup.
+// and a suspended one keeps its last frame. Also two races of the library's loop: a
+// folder event behind a key that opens a popup, and rows replaced under the loader.
 #include "library/music_album_window.h"
 #include "player_fixture.h"
 #include "playwindow/screen/music_play_window.h"
 
 #include <chrono>
 #include <ctime>
+#include <thread>
 
 namespace {
 
@@ -145,4 +146,37 @@ TEST_F(LoopFrames, ConfirmThenMenuInOneFrameStillEntersTheFolder) {
     press(SDLK_ESCAPE);
     ASSERT_TRUE(runUntil([&] { return album->mMenu.shownDir() == library + "/sub"; }));
     EXPECT_EQ(gUIWindows.size(), 1u);
+}
+
+namespace {
+
+// Publishes another folder on the loader's thread right after the loader has taken the
+// row of the current track, before it moves the cursor there.
+class RacedMenu : public MusicBrowserMenu {
+public:
+    using MusicBrowserMenu::MusicBrowserMenu;
+    TextMenuItem* getItemByIndex(int index) override {
+        TextMenuItem* row = MusicBrowserMenu::getItemByIndex(index);
+        if (row && !raced && static_cast<MusicTextMenuItem*>(row)->mItemPath == target) {
+            raced = true;
+            enterFolder(other, std::string());
+        }
+        return row;
+    }
+    std::string target, other;
+    bool raced = false;
+};
+
+} // namespace
+
+TEST_F(LoopFrames, AFolderPublishedBeforeTheLoaderMovesTheCursorKeepsItsOwnCursor) {
+    setStatus(track(8), "playing");
+    RacedMenu menu(nullptr);
+    menu.draw(); // the test's thread is the window thread
+    menu.target = track(8);
+    menu.other = library + "/sub";
+    std::thread(prepare_file_browser_thread, &menu).join();
+    ASSERT_TRUE(menu.raced);
+    EXPECT_EQ(menu.shownDir(), library + "/sub");
+    EXPECT_EQ(menu.mSelected, 0) << "the track's index was one of the other folder's rows";
 }

@@ -330,10 +330,32 @@ bool FileBrowserMenu::onWindowThreadLocked() const {
     return mWindowThreadKnown && pthread_equal(mWindowThread, pthread_self());
 }
 
+bool FileBrowserMenu::holdsOnlyReplacedRowsLocked(pthread_t thread) const {
+    auto holds = [&](const std::vector<pthread_t>& holders) {
+        for (pthread_t holder : holders) {
+            if (pthread_equal(holder, thread))
+                return true;
+        }
+        return false;
+    };
+    if (holds(mGenerationHolders))
+        return false;
+    for (const RetiredRows& retired : mRetired) {
+        if (holds(retired.holders))
+            return true;
+    }
+    return false;
+}
+
 void FileBrowserMenu::restorePos(int selected, int first, int last) {
     bool seen;
     {
         ZwLock guard(&mCursorLock);
+        // A thread that found the index in rows since replaced by another folder's would
+        // put the cursor on a row of that folder: the new rows keep the cursor their own
+        // load gave them.
+        if (holdsOnlyReplacedRowsLocked(pthread_self()))
+            return;
         ListMenu::restorePos(selected, first, last);
         seen = onWindowThreadLocked();
     }

@@ -202,7 +202,7 @@ public:
     FileBrowserMenu(const char* root, const char* startDir, const char* activeImage, const char* normalImage,
                     int visibleRows, int reserved);
     ~FileBrowserMenu() override;
-    // Wakes the window loop when another thread moves the cursor.
+    // Ignored from a thread whose rows have all been replaced since it read them.
     void restorePos(int selected, int first, int last) override;
     int eventHandling() override;
     TextMenuItem* getItemByIndex(int index) override;
@@ -271,6 +271,8 @@ protected:
 
     void noteWindowThread();
     bool onWindowThreadLocked() const;
+    // True when thread holds rows of replaced sets and none of the current one.
+    bool holdsOnlyReplacedRowsLocked(pthread_t thread) const;
     void syncItemVector();
     // Frees replaced rows that no thread can hold any more; window thread only. Large
     // sets are handed to the loader thread to free.
