@@ -83,6 +83,9 @@ bool zwRecordText(_TTF_Font* font, const SDL_Rect& rect, const char* text, SDL_C
 // the cursor), so that a pass shows the change.
 void zwWakeLoop();
 
+// True when the renderer draws through a GL driver that rasterises on the CPU.
+bool zwGlDrawsOnCpu(SDL_Renderer* renderer);
+
 // Holds a pthread mutex for the rest of the scope.
 class ZwLock {
 public:

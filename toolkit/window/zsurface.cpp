@@ -506,14 +506,29 @@ int ScreenInit(int width, int height, int depth, int flags) {
     (void)flags;
     IMG_Init(IMG_INIT_PNG | IMG_INIT_JPG);
     zwInvalidateFrame();
-    gZwWindow = SDL_CreateWindow("musicplayer", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width, height,
-                                 SDL_WINDOW_RESIZABLE);
+    auto openWindow = [&] {
+        return SDL_CreateWindow("musicplayer", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width, height,
+                                SDL_WINDOW_RESIZABLE);
+    };
+    gZwWindow = openWindow();
     if (!gZwWindow)
         return 0;
     const Uint32 wanted = SDL_RENDERER_TARGETTEXTURE;
     gZwRenderer = SDL_CreateRenderer(gZwWindow, pickRenderDriver(), SDL_RENDERER_ACCELERATED | wanted);
     if (!gZwRenderer)
         gZwRenderer = SDL_CreateRenderer(gZwWindow, -1, SDL_RENDERER_ACCELERATED | wanted);
+    if (gZwRenderer && !SDL_GetHint(SDL_HINT_RENDER_DRIVER) && zwGlDrawsOnCpu(gZwRenderer)) {
+        // GL rasterised on the CPU costs several times what SDL's software renderer
+        // costs for the same screens: that one draws instead, into a window of its own
+        // that shows its pixels directly rather than through a GL texture.
+        SDL_DestroyRenderer(gZwRenderer);
+        SDL_DestroyWindow(gZwWindow);
+        gZwRenderer = nullptr;
+        SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
+        gZwWindow = openWindow();
+        if (!gZwWindow)
+            return 0;
+    }
     if (!gZwRenderer)
         gZwRenderer = SDL_CreateRenderer(gZwWindow, -1, SDL_RENDERER_SOFTWARE | wanted);
     if (!gZwRenderer)
