@@ -86,6 +86,18 @@ void zwWakeLoop();
 // True when the renderer draws through a GL driver that rasterises on the CPU.
 bool zwGlDrawsOnCpu(SDL_Renderer* renderer);
 
+// Blocks of storage owned by the rows of one folder (row_block.cpp). A load opens one on
+// its thread before it has file_handler make the folder's rows and closes it after: rows
+// and actions made meanwhile on that thread are cut from it, and it is unmapped when the
+// load has closed it and the last of them is deleted, on whatever thread.
+struct ZwRowBlock;
+ZwRowBlock* zwOpenRowBlock();
+void zwCloseRowBlock(ZwRowBlock* block);
+// Bytes taken by rows and actions in the blocks still mapped.
+size_t zwRowBlockBytes();
+void* zwNewRowObject(size_t size);
+void zwDeleteRowObject(void* object, size_t size);
+
 // Holds a pthread mutex for the rest of the scope.
 class ZwLock {
 public:

@@ -32,6 +32,9 @@ public:
         return -1;
     }
     virtual int showmenu() { return 0; }
+    // An action made while a folder loads lives in that folder's block, as its row does.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* action, std::size_t size);
     int mId;
 };
 
@@ -96,6 +99,10 @@ public:
     virtual SDL_Rect* getLabelIconDisplayRect();
     virtual bool isFavourite();
     virtual std::string getThemePath();
+    // A row made while a folder loads lives in the block of storage that the folder's
+    // rows own, freed whole when the last of them goes; others live on the heap.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* row, std::size_t size);
 
     Action* mAction;
     bool mFavourite;
