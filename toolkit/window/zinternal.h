@@ -85,6 +85,9 @@ void zwWakeLoop();
 
 // True when the renderer draws through a GL driver that rasterises on the CPU.
 bool zwGlDrawsOnCpu(SDL_Renderer* renderer);
+// Opens the screen's window and makes its renderer (zrenderer.cpp); null on failure, when
+// *window may still hold a window to destroy.
+SDL_Renderer* zwOpenScreen(int width, int height, SDL_Window** window);
 
 // Blocks of storage owned by the rows of one folder (row_block.cpp). A load opens one on
 // its thread before it has file_handler make the folder's rows and closes it after: rows

@@ -26,19 +26,6 @@ SDL_BlendMode eraserMode() {
                                       SDL_BLENDOPERATION_REV_SUBTRACT);
 }
 
-int pickRenderDriver() {
-    // An explicit choice through SDL's own hint wins; otherwise GLES2 where it exists,
-    // since the device's GPU speaks it and it accepts the eraser mode.
-    if (SDL_GetHint(SDL_HINT_RENDER_DRIVER))
-        return -1;
-    for (int i = 0; i < SDL_GetNumRenderDrivers(); ++i) {
-        SDL_RendererInfo info;
-        if (SDL_GetRenderDriverInfo(i, &info) == 0 && strcmp(info.name, "opengles2") == 0)
-            return i;
-    }
-    return -1;
-}
-
 SDL_Surface* toArgb(SDL_Surface* surface) {
     if (!surface)
         return nullptr;
@@ -506,31 +493,7 @@ int ScreenInit(int width, int height, int depth, int flags) {
     (void)flags;
     IMG_Init(IMG_INIT_PNG | IMG_INIT_JPG);
     zwInvalidateFrame();
-    auto openWindow = [&] {
-        return SDL_CreateWindow("musicplayer", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width, height,
-                                SDL_WINDOW_RESIZABLE);
-    };
-    gZwWindow = openWindow();
-    if (!gZwWindow)
-        return 0;
-    const Uint32 wanted = SDL_RENDERER_TARGETTEXTURE;
-    gZwRenderer = SDL_CreateRenderer(gZwWindow, pickRenderDriver(), SDL_RENDERER_ACCELERATED | wanted);
-    if (!gZwRenderer)
-        gZwRenderer = SDL_CreateRenderer(gZwWindow, -1, SDL_RENDERER_ACCELERATED | wanted);
-    if (gZwRenderer && !SDL_GetHint(SDL_HINT_RENDER_DRIVER) && zwGlDrawsOnCpu(gZwRenderer)) {
-        // GL rasterised on the CPU costs several times what SDL's software renderer
-        // costs for the same screens: that one draws instead, into a window of its own
-        // that shows its pixels directly rather than through a GL texture.
-        SDL_DestroyRenderer(gZwRenderer);
-        SDL_DestroyWindow(gZwWindow);
-        gZwRenderer = nullptr;
-        SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
-        gZwWindow = openWindow();
-        if (!gZwWindow)
-            return 0;
-    }
-    if (!gZwRenderer)
-        gZwRenderer = SDL_CreateRenderer(gZwWindow, -1, SDL_RENDERER_SOFTWARE | wanted);
+    gZwRenderer = zwOpenScreen(width, height, &gZwWindow);
     if (!gZwRenderer)
         return 0;
     // Any desktop size shows the whole 1280x720 screen with its aspect kept.
