@@ -5,6 +5,7 @@
 //   - the delay from "seek" to the first status file with the new position.
 // Each figure is the median of several runs. Run it inside unshare -n.
 #include "base/device_paths.h"
+#include "process_stats.h"
 #include "service/client/commands.h"
 #include "service/client/wire.h"
 #include "service_runner.h"
@@ -19,32 +20,6 @@
 #include <vector>
 
 namespace {
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
-
-// User and system time of the process, in clock ticks.
-long cpuTicks(pid_t pid) {
-    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-    std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    size_t close = stat.rfind(')');
-    if (close == std::string::npos)
-        return -1;
-    std::vector<std::string> fields;
-    size_t at = close + 2;
-    while (at < stat.size()) {
-        size_t space = stat.find(' ', at);
-        fields.push_back(stat.substr(at, space - at));
-        if (space == std::string::npos)
-            break;
-        at = space + 1;
-    }
-    // After the name: state is field 3; utime and stime are fields 14 and 15.
-    return fields.size() > 12 ? std::stol(fields[11]) + std::stol(fields[12]) : -1;
-}
 
 // Milliseconds until the status satisfies the condition; -1 after 5 s.
 template <typename Condition> double untilStatus(long start, Condition condition) {
@@ -101,19 +76,13 @@ int main() {
     // CPU: three stretches of 20 s of FLAC playback (each from the start of the file):
     // the demo's 48 kHz mono tone, and the same tone as 44.1 kHz stereo, which goes
     // through the resampler.
-    long ticksPerSecond = sysconf(_SC_CLK_TCK);
     auto cpuWhilePlaying = [&](const std::string& path) {
         std::vector<double> percent;
         setPlayDir(path.substr(0, path.find_last_of('/')).c_str());
         for (int run = 0; run < 3; ++run) {
             filepath_cmd(kCmdPlayInDir, path.c_str());
             usleep(300000);
-            long ticks = cpuTicks(service.pid);
-            long start = monotonicMs();
-            sleep(20);
-            long used = cpuTicks(service.pid) - ticks;
-            double seconds = static_cast<double>(monotonicMs() - start) / 1000.0;
-            percent.push_back(100.0 * static_cast<double>(used) / static_cast<double>(ticksPerSecond) / seconds);
+            percent.push_back(cpuPercentOver(service.pid, 20));
         }
         return percent;
     };
