@@ -8,7 +8,9 @@
 #include "zinternal.h"
 
 #include <cstring>
+#include <pthread.h>
 #include <string>
+#include <time.h>
 #include <vector>
 
 int zwFramesShown = 0;
@@ -62,6 +64,11 @@ bool sDrawnDirectly = false;
 // Set when the screen may no longer hold sShown, or a texture's pixels may have changed
 // without its pointer changing: the next frame is shown whatever its list says.
 bool sStale = true;
+
+// The frames presented so far, for threads that wait for one.
+pthread_mutex_t sShownLock = PTHREAD_MUTEX_INITIALIZER;
+pthread_cond_t sShownSignal = PTHREAD_COND_INITIALIZER;
+unsigned long sShownSerial = 0;
 
 void drawOp(const ScreenOp& op) {
     switch (op.kind) {
@@ -138,11 +145,45 @@ bool zwFinishFrame(bool animated) {
     sOps.clear();
     sStale = false;
     ++zwFramesShown;
+    pthread_mutex_lock(&sShownLock);
+    ++sShownSerial;
+    pthread_cond_broadcast(&sShownSignal);
+    pthread_mutex_unlock(&sShownLock);
     return true;
+}
+
+unsigned long zwFrameSerial() {
+    ZwLock guard(&sShownLock);
+    return sShownSerial;
+}
+
+void zwWaitForFrameAfter(unsigned long serial, int timeoutMs, const std::atomic<bool>& giveUp) {
+    struct timespec deadline;
+    clock_gettime(CLOCK_REALTIME, &deadline);
+    deadline.tv_sec += timeoutMs / 1000;
+    deadline.tv_nsec += static_cast<long>(timeoutMs % 1000) * 1000000L;
+    if (deadline.tv_nsec >= 1000000000L) {
+        deadline.tv_sec += 1;
+        deadline.tv_nsec -= 1000000000L;
+    }
+    ZwLock guard(&sShownLock);
+    while (sShownSerial <= serial && !giveUp.load(std::memory_order_acquire)) {
+        if (pthread_cond_timedwait(&sShownSignal, &sShownLock, &deadline) != 0)
+            break;
+    }
+}
+
+void zwWakeFrameWaiters() {
+    ZwLock guard(&sShownLock);
+    pthread_cond_broadcast(&sShownSignal);
 }
 
 void zwInvalidateFrame() {
     sStale = true;
+}
+
+bool zwFrameOwed() {
+    return sStale && gZwRenderer;
 }
 
 void zwNoteOffscreenDrawing() {

@@ -4,6 +4,7 @@
 #include "zwindow.h"
 
 #include <SDL2/SDL.h>
+#include <atomic>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -65,9 +66,18 @@ void zwStartFrame();
 bool zwFinishFrame(bool animated);
 // Frames presented by the loop so far.
 extern int zwFramesShown;
+// For other threads: the number of frames presented so far, and a wait, at most timeoutMs,
+// until a frame after that number has been presented or giveUp is set (then call
+// zwWakeFrameWaiters).
+unsigned long zwFrameSerial();
+void zwWaitForFrameAfter(unsigned long serial, int timeoutMs, const std::atomic<bool>& giveUp);
+void zwWakeFrameWaiters();
 // The screen may no longer show the last frame (a new renderer, an exposed window, fonts
 // loaded again): the next pass presents whatever it paints.
 void zwInvalidateFrame();
+// True while the screen may not show the windows' frame (nothing shown yet, or exposed
+// again): a pass is due whatever the input.
+bool zwFrameOwed();
 // A render target is about to be drawn into: its pixels change under the same pointer.
 void zwNoteOffscreenDrawing();
 // A texture goes away; a pass that copied it to the screen draws what it has at once.

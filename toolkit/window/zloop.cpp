@@ -153,8 +153,10 @@ int wait_event(SDL_Event* out) {
     // A pass that animates, and a wait outside the passes, keep the frame rate; any other
     // pass waits for a change, or for the clock's next minute.
     const int frameMs = sPassWindows ? passFrameMs(*sPassWindows) : sFrameMs;
-    const Uint32 deadline = frameMs > 0 ? sFrameStart + static_cast<Uint32>(frameMs)
-                                        : SDL_GetTicks() + static_cast<Uint32>(msToNextMinute());
+    Uint32 deadline = frameMs > 0 ? sFrameStart + static_cast<Uint32>(frameMs)
+                                  : SDL_GetTicks() + static_cast<Uint32>(msToNextMinute());
+    if (frameMs == 0 && zwFrameOwed())
+        deadline = SDL_GetTicks(); // the first frame, say: input already queued, then the frame
     for (;;) {
         Uint32 now = SDL_GetTicks();
         Sint32 left = static_cast<Sint32>(deadline - now);

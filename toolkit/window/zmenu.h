@@ -313,6 +313,12 @@ protected:
     pthread_t mWindowThread;
     bool mWindowThreadKnown;
     bool mClosing; // cancelLoads has run
+    // The thread that made the menu, whether frames are drawn at all, and the frames
+    // shown before it was made: a loader on another thread waits for the next one.
+    pthread_t mMadeOn;
+    bool mFramesDrawn;
+    unsigned long mFrameAtStart;
+    std::atomic<bool> mStopWaiting{false};
     uint64_t mItemVectorGeneration; // window thread only
 
     // The loader thread's queue: one pending request (a newer one replaces it) and rows
