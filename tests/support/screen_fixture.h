@@ -37,9 +37,10 @@ protected:
     std::string mTheme;
 };
 
-// Draws a stack as the loop does, straight on a cleared screen: the top window, over the
-// screens under it while it floats.
-inline void drawStackNow(const std::vector<ZelmorWindow*>& windows) {
+// Draws a stack as the loop does, on a cleared screen: the top window, over the
+// screens under it while it floats; then compares the screen with its reference, the
+// status bar's clock left out.
+inline void expectScreen(const std::vector<ZelmorWindow*>& windows, const char* name) {
     SDL_SetRenderTarget(gZwRenderer, nullptr);
     SDL_SetRenderDrawColor(gZwRenderer, 0, 0, 0, 255);
     SDL_RenderClear(gZwRenderer);
@@ -48,11 +49,5 @@ inline void drawStackNow(const std::vector<ZelmorWindow*>& windows) {
         --base;
     for (size_t i = base; i < windows.size(); ++i)
         windows[i]->draw();
-}
-
-// Draws the stack, then compares the screen with its reference, the status bar's clock
-// left out.
-inline void expectScreen(const std::vector<ZelmorWindow*>& windows, const char* name) {
-    drawStackNow(windows);
     EXPECT_EQ(matchesReference(name, {kClockArea}), "") << name;
 }

@@ -160,12 +160,9 @@ unsigned long zwFrameSerial() {
 void zwWaitForFrameAfter(unsigned long serial, int timeoutMs, const std::atomic<bool>& giveUp) {
     struct timespec deadline;
     clock_gettime(CLOCK_REALTIME, &deadline);
-    deadline.tv_sec += timeoutMs / 1000;
-    deadline.tv_nsec += static_cast<long>(timeoutMs % 1000) * 1000000L;
-    if (deadline.tv_nsec >= 1000000000L) {
-        deadline.tv_sec += 1;
-        deadline.tv_nsec -= 1000000000L;
-    }
+    const long long ns = deadline.tv_nsec + timeoutMs * 1000000LL;
+    deadline.tv_sec += static_cast<time_t>(ns / 1000000000LL);
+    deadline.tv_nsec = static_cast<long>(ns % 1000000000LL);
     ZwLock guard(&sShownLock);
     while (sShownSerial <= serial && !giveUp.load(std::memory_order_acquire)) {
         if (pthread_cond_timedwait(&sShownSignal, &sShownLock, &deadline) != 0)
