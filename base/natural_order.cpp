@@ -42,9 +42,52 @@ inline uint64_t keyWord(const unsigned char* key, size_t length, size_t offset) 
 }
 
 struct SortEntry {
-    uint64_t head[2]; // key bytes 0 to 15
+    uint64_t head[2]; // sixteen key bytes from the depth being sorted
     uint32_t index;
 };
+
+// The keys of all names in one block, a key found by its offset and ending at the next.
+struct KeyBlock {
+    const unsigned char* base;
+    const std::vector<uint32_t>& offsets;
+    const std::vector<std::string_view>& names;
+    size_t length(uint32_t index) const { return offsets[index + 1] - offsets[index]; }
+};
+
+// Sorts entries whose keys agree on their first depth bytes, by the sixteen bytes that
+// follow (zero past a key's end), then each run that still agrees by the next sixteen,
+// and so on: every comparison is between two entries already in hand, and a key is read
+// once per level instead of once per comparison. Keys that agree to their ends are
+// ordered by length (a key before those it is a prefix of), then by their names.
+void sortByKeys(SortEntry* first, SortEntry* last, size_t depth, const KeyBlock& keys) {
+    for (SortEntry* entry = first; entry != last; ++entry) {
+        const unsigned char* key = keys.base + keys.offsets[entry->index];
+        size_t length = keys.length(entry->index);
+        entry->head[0] = keyWord(key, length, depth);
+        entry->head[1] = keyWord(key, length, depth + 8);
+    }
+    auto sameHead = [](const SortEntry& x, const SortEntry& y) {
+        return x.head[0] == y.head[0] && x.head[1] == y.head[1];
+    };
+    std::sort(first, last, [](const SortEntry& x, const SortEntry& y) {
+        return x.head[0] != y.head[0] ? x.head[0] < y.head[0] : x.head[1] < y.head[1];
+    });
+    for (SortEntry* run = first; run != last;) {
+        SortEntry* end = run + 1;
+        bool longer = keys.length(run->index) > depth + 16;
+        for (; end != last && sameHead(*run, *end); ++end)
+            longer = longer || keys.length(end->index) > depth + 16;
+        if (end - run > 1 && longer) {
+            sortByKeys(run, end, depth + 16, keys);
+        } else if (end - run > 1) {
+            std::sort(run, end, [&](const SortEntry& x, const SortEntry& y) {
+                size_t lx = keys.length(x.index), ly = keys.length(y.index);
+                return lx != ly ? lx < ly : keys.names[x.index] < keys.names[y.index];
+            });
+        }
+        run = end;
+    }
+}
 
 } // namespace
 
@@ -122,28 +165,11 @@ void naturalSortOrder(const std::vector<std::string_view>& names, std::vector<ui
     }
     offsets[count] = static_cast<uint32_t>(keys.size());
 
-    const unsigned char* base = reinterpret_cast<const unsigned char*>(keys.data());
     std::vector<SortEntry> entries(count);
-    for (size_t n = 0; n < count; ++n) {
-        const unsigned char* key = base + offsets[n];
-        size_t length = offsets[n + 1] - offsets[n];
-        entries[n] = SortEntry{{keyWord(key, length, 0), keyWord(key, length, 8)}, static_cast<uint32_t>(n)};
-    }
-    // Nearly every pair differs in its first sixteen key bytes; the whole keys and then
-    // the names decide the rest.
-    std::sort(entries.begin(), entries.end(), [&](const SortEntry& x, const SortEntry& y) {
-        if (x.head[0] != y.head[0])
-            return x.head[0] < y.head[0];
-        if (x.head[1] != y.head[1])
-            return x.head[1] < y.head[1];
-        size_t lx = offsets[x.index + 1] - offsets[x.index], ly = offsets[y.index + 1] - offsets[y.index];
-        int diff = memcmp(base + offsets[x.index], base + offsets[y.index], std::min(lx, ly));
-        if (diff != 0)
-            return diff < 0;
-        if (lx != ly)
-            return lx < ly;
-        return names[x.index] < names[y.index];
-    });
+    for (size_t n = 0; n < count; ++n)
+        entries[n].index = static_cast<uint32_t>(n);
+    KeyBlock block{reinterpret_cast<const unsigned char*>(keys.data()), offsets, names};
+    sortByKeys(entries.data(), entries.data() + count, 0, block);
     order->resize(count);
     for (size_t n = 0; n < count; ++n)
         (*order)[n] = entries[n].index;

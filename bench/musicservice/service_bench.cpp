@@ -10,6 +10,7 @@
 //     decoding the same file to 48 kHz stereo, per second of audio.
 // Run it inside unshare -n, or in a build with a socket name of its own.
 #include "base/device_paths.h"
+#include "process_stats.h"
 #include "service/client/commands.h"
 #include "service/client/wire.h"
 #include "service_runner.h"
@@ -25,24 +26,6 @@
 #include <vector>
 
 namespace {
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    size_t n = values.size();
-    return n == 0 ? 0 : n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
-
-// User and system time of the process, in clock ticks.
-long cpuTicks(pid_t pid) {
-    std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
-    size_t close = stat.rfind(')');
-    if (close == std::string::npos)
-        return -1;
-    // After the name: state is field 3; utime and stime are fields 14 and 15.
-    unsigned long user = 0, system = 0;
-    sscanf(stat.c_str() + close + 2, "%*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user, &system);
-    return static_cast<long>(user + system);
-}
 
 // Milliseconds until the status satisfies the condition; -1 after 5 s.
 template <typename Condition> double untilStatus(long start, Condition condition) {
@@ -64,13 +47,8 @@ void play(const std::string& path) {
 // Percent of one core the service uses over seconds, three times.
 std::vector<double> serviceCpu(pid_t pid, int seconds) {
     std::vector<double> percent;
-    for (int run = 0; run < 3; ++run) {
-        long ticks = cpuTicks(pid), start = monotonicMs();
-        sleep(static_cast<unsigned>(seconds));
-        double elapsed = static_cast<double>(monotonicMs() - start) / 1000.0;
-        percent.push_back(100.0 * static_cast<double>(cpuTicks(pid) - ticks) / sysconf(_SC_CLK_TCK) /
-                          elapsed);
-    }
+    for (int run = 0; run < 3; ++run)
+        percent.push_back(cpuPercentOver(pid, seconds));
     return percent;
 }
 

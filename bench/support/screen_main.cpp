@@ -1,7 +1,5 @@
-// The main of the benchmarks that draw: the program's heap policy, and a headless screen
-// (dummy video driver unless the environment names another) with the skin loaded from
-// the checkout, for the whole run.
-#include "base/heap_policy.h"
+// The main of the benchmarks that draw: a headless screen (dummy video driver unless the
+// environment names another) with the skin loaded from the checkout, for the whole run.
 #include "zcommon.h"
 #include "zwindow.h"
 
@@ -11,7 +9,6 @@
 #include <cstdlib>
 
 int main(int argc, char** argv) {
-    keepFreedHeapForReuse(); // as the program does
     setenv("SDL_VIDEODRIVER", "dummy", 0);
     tprintfToStderr(false);
     if (SDL_Init(SDL_INIT_VIDEO | SDL_INIT_TIMER) != 0 || TTF_Init() != 0 || !ScreenInit(1280, 720, 32, 0))

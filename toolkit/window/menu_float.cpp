@@ -8,9 +8,7 @@ namespace {
 void dimBeneath() {
     if (!gZwRenderer)
         return;
-    SDL_SetRenderDrawBlendMode(gZwRenderer, SDL_BLENDMODE_BLEND);
-    SDL_SetRenderDrawColor(gZwRenderer, 0, 0, 0, 120);
-    SDL_RenderFillRect(gZwRenderer, nullptr);
+    zwRenderFill(nullptr, SDL_Color{0, 0, 0, 120}, SDL_BLENDMODE_BLEND);
 }
 
 } // namespace

@@ -186,16 +186,13 @@ void TextMenuDrawer::drawScrollIndicator(int count) {
         return;
     // A thin track on the right edge with a thumb for the visible share of the list.
     const int trackX = mRect.x + mRect.w - 12, trackY = mRect.y + 8, trackH = mRect.h - 16;
-    SDL_SetRenderDrawBlendMode(gZwRenderer, SDL_BLENDMODE_BLEND);
-    SDL_SetRenderDrawColor(gZwRenderer, 255, 255, 255, 40);
     SDL_Rect track = {trackX, trackY, 4, trackH};
-    SDL_RenderFillRect(gZwRenderer, &track);
+    zwRenderFill(&track, SDL_Color{255, 255, 255, 40}, SDL_BLENDMODE_BLEND);
     int thumbH = std::max(24, static_cast<int>(static_cast<long>(trackH) * mVisibleRows / count));
     int range = std::max(1, count - mVisibleRows);
     int thumbY = trackY + static_cast<int>(static_cast<long>(trackH - thumbH) * mFirstVisible / range);
-    SDL_SetRenderDrawColor(gZwRenderer, 255, 107, 91, 230);
     SDL_Rect thumb = {trackX, thumbY, 4, thumbH};
-    SDL_RenderFillRect(gZwRenderer, &thumb);
+    zwRenderFill(&thumb, SDL_Color{255, 107, 91, 230}, SDL_BLENDMODE_BLEND);
 }
 
 void TextMenuDrawer::draw() {

@@ -4,6 +4,7 @@
 #include "zwindow.h"
 
 #include <SDL2/SDL.h>
+#include <atomic>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -61,6 +62,59 @@ ZwSurface* zwCurrentTarget();
 void zwReleaseTextCache();
 // Lines rendered from glyphs so far; cached lines do not count.
 extern int zwTextRenders;
+
+// Frames (zframe.cpp). During a pass of the loop, what is drawn on the screen is written
+// down; zwFinishFrame draws and presents it only when it differs from the frame on screen,
+// or, for a window that animates, whenever the pass painted anything. Window thread only.
+void zwStartFrame();
+// True when a frame was presented.
+bool zwFinishFrame(bool animated);
+// Frames presented by the loop so far.
+extern int zwFramesShown;
+// For other threads: the number of frames presented so far, and a wait, at most timeoutMs,
+// until a frame after that number has been presented or giveUp is set (then call
+// zwWakeFrameWaiters).
+unsigned long zwFrameSerial();
+void zwWaitForFrameAfter(unsigned long serial, int timeoutMs, const std::atomic<bool>& giveUp);
+void zwWakeFrameWaiters();
+// The screen may no longer show the last frame (a new renderer, an exposed window, fonts
+// loaded again): the next pass presents whatever it paints.
+void zwInvalidateFrame();
+// True while the screen may not show the windows' frame (nothing shown yet, or exposed
+// again): a pass is due whatever the input.
+bool zwFrameOwed();
+// A render target is about to be drawn into: its pixels change under the same pointer.
+void zwNoteOffscreenDrawing();
+// A texture goes away; a pass that copied it to the screen draws what it has at once.
+void zwForgetTexture(SDL_Texture* texture);
+// Draw calls on the current target: written down while a pass draws on the screen,
+// drawn at once otherwise.
+void zwRenderCopy(SDL_Texture* texture, const SDL_Rect& source, const SDL_Rect& destination);
+void zwRenderFill(const SDL_Rect* rect, SDL_Color color, SDL_BlendMode mode);
+// True when the text was written down for the pass; the caller then draws nothing.
+bool zwRecordText(_TTF_Font* font, const SDL_Rect& rect, const char* text, SDL_Color color, int alignment);
+
+// Ends the window loop's wait from another thread (a loader that published rows or moved
+// the cursor), so that a pass shows the change.
+void zwWakeLoop();
+
+// True when the renderer draws through a GL driver that rasterises on the CPU.
+bool zwGlDrawsOnCpu(SDL_Renderer* renderer);
+// Opens the screen's window and makes its renderer (zrenderer.cpp); null on failure, when
+// *window may still hold a window to destroy.
+SDL_Renderer* zwOpenScreen(int width, int height, SDL_Window** window);
+
+// Blocks of storage owned by the rows of one folder (row_block.cpp). A load opens one on
+// its thread before it has file_handler make the folder's rows and closes it after: rows
+// and actions made meanwhile on that thread are cut from it, and it is unmapped when the
+// load has closed it and the last of them is deleted, on whatever thread.
+struct ZwRowBlock;
+ZwRowBlock* zwOpenRowBlock();
+void zwCloseRowBlock(ZwRowBlock* block);
+// Bytes taken by rows and actions in the blocks still mapped.
+size_t zwRowBlockBytes();
+void* zwNewRowObject(size_t size);
+void zwDeleteRowObject(void* object, size_t size);
 
 // Holds a pthread mutex for the rest of the scope.
 class ZwLock {

@@ -32,6 +32,9 @@ public:
         return -1;
     }
     virtual int showmenu() { return 0; }
+    // An action made while a folder loads lives in that folder's block, as its row does.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* action, std::size_t size);
     int mId;
 };
 
@@ -96,6 +99,10 @@ public:
     virtual SDL_Rect* getLabelIconDisplayRect();
     virtual bool isFavourite();
     virtual std::string getThemePath();
+    // A row made while a folder loads lives in the block of storage that the folder's
+    // rows own, freed whole when the last of them goes; others live on the heap.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* row, std::size_t size);
 
     Action* mAction;
     bool mFavourite;
@@ -202,6 +209,8 @@ public:
     FileBrowserMenu(const char* root, const char* startDir, const char* activeImage, const char* normalImage,
                     int visibleRows, int reserved);
     ~FileBrowserMenu() override;
+    // Ignored from a thread whose rows have all been replaced since it read them.
+    void restorePos(int selected, int first, int last) override;
     int eventHandling() override;
     TextMenuItem* getItemByIndex(int index) override;
     void draw() override;
@@ -268,6 +277,9 @@ protected:
     };
 
     void noteWindowThread();
+    bool onWindowThreadLocked() const;
+    // True when thread holds rows of replaced sets and none of the current one.
+    bool holdsOnlyReplacedRowsLocked(pthread_t thread) const;
     void syncItemVector();
     // Frees replaced rows that no thread can hold any more; window thread only. Large
     // sets are handed to the loader thread to free.
@@ -301,6 +313,12 @@ protected:
     pthread_t mWindowThread;
     bool mWindowThreadKnown;
     bool mClosing; // cancelLoads has run
+    // The thread that made the menu, whether frames are drawn at all, and the frames
+    // shown before it was made: a loader on another thread waits for the next one.
+    pthread_t mMadeOn;
+    bool mFramesDrawn;
+    unsigned long mFrameAtStart;
+    std::atomic<bool> mStopWaiting{false};
     uint64_t mItemVectorGeneration; // window thread only
 
     // The loader thread's queue: one pending request (a newer one replaces it) and rows

@@ -24,19 +24,6 @@ SDL_BlendMode eraserMode() {
                                       SDL_BLENDOPERATION_REV_SUBTRACT);
 }
 
-int pickRenderDriver() {
-    // An explicit choice through SDL's own hint wins; otherwise GLES2 where it exists,
-    // since the device's GPU speaks it and it accepts the eraser mode.
-    if (SDL_GetHint(SDL_HINT_RENDER_DRIVER))
-        return -1;
-    for (int i = 0; i < SDL_GetNumRenderDrivers(); ++i) {
-        SDL_RendererInfo info;
-        if (SDL_GetRenderDriverInfo(i, &info) == 0 && strcmp(info.name, "opengles2") == 0)
-            return i;
-    }
-    return -1;
-}
-
 SDL_Surface* toArgb(SDL_Surface* surface) {
     if (!surface)
         return nullptr;
@@ -58,6 +45,7 @@ ZwSurface::ZwSurface(SDL_Texture* texture, int width, int height, SDL_Surface* i
 ZwSurface::~ZwSurface() {
     if (sRenderTarget == this)
         SetRenderTarget(nullptr);
+    zwForgetTexture(mTexture);
     if (mTexture)
         SDL_DestroyTexture(mTexture);
     if (mImage)
@@ -126,7 +114,7 @@ void ZwSurface::blit(SDL_Rect* src, SDL_Rect* dst, int flag, void*) {
         sRenderTarget->eraseWith(mImage, texel, destination);
         return;
     }
-    SDL_RenderCopy(gZwRenderer, mTexture, &texel, &destination);
+    zwRenderCopy(mTexture, texel, destination);
 }
 
 namespace {
@@ -282,6 +270,8 @@ void SetRenderTarget(ZelmorSurface* target) {
     if (surface && !surface->mTarget)
         return;
     sRenderTarget = surface;
+    if (surface)
+        zwNoteOffscreenDrawing();
     if (gZwRenderer)
         SDL_SetRenderTarget(gZwRenderer, surface ? surface->mTexture : nullptr);
 }
@@ -339,16 +329,8 @@ int ScreenInit(int width, int height, int depth, int flags) {
     (void)depth;
     (void)flags;
     IMG_Init(IMG_INIT_PNG | IMG_INIT_JPG);
-    gZwWindow = SDL_CreateWindow("musicplayer", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width, height,
-                                 SDL_WINDOW_RESIZABLE);
-    if (!gZwWindow)
-        return 0;
-    const Uint32 wanted = SDL_RENDERER_TARGETTEXTURE;
-    gZwRenderer = SDL_CreateRenderer(gZwWindow, pickRenderDriver(), SDL_RENDERER_ACCELERATED | wanted);
-    if (!gZwRenderer)
-        gZwRenderer = SDL_CreateRenderer(gZwWindow, -1, SDL_RENDERER_ACCELERATED | wanted);
-    if (!gZwRenderer)
-        gZwRenderer = SDL_CreateRenderer(gZwWindow, -1, SDL_RENDERER_SOFTWARE | wanted);
+    zwInvalidateFrame();
+    gZwRenderer = zwOpenScreen(width, height, &gZwWindow);
     if (!gZwRenderer)
         return 0;
     // Any desktop size shows the whole 1280x720 screen with its aspect kept.

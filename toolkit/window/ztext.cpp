@@ -115,6 +115,8 @@ void DrawString(_TTF_Font* font, SDL_Rect rect, const char* text, SDL_Color colo
                 bool) {
     if (!font || !text || !*text || !gZwRenderer || rect.w <= 0)
         return;
+    if (zwRecordText(font, rect, text, color, alignment))
+        return;
     CachedText* line = renderText(font, text, color, rect.w);
     if (!line)
         return;
@@ -132,10 +134,11 @@ void DrawString(_TTF_Font* font, SDL_Rect rect, const char* text, SDL_Color colo
         source.h = rect.y + rect.h - destination.y;
     destination.h = source.h;
     if (source.h > 0)
-        SDL_RenderCopy(gZwRenderer, line->texture, &source, &destination);
+        zwRenderCopy(line->texture, source, destination);
 }
 
 void init_shared_skin() {
+    zwInvalidateFrame(); // new fonts may come to the addresses of the old ones
     gBackground = LoadZelmorSurface(gThemePath, "./", "skin/background.png");
     gIconFolder = LoadZelmorSurface(gThemePath, "./", "skin/ic-folder.png");
     sNavBar = LoadZelmorSurface(gThemePath, "./", "skin/bg-navbar.png");
@@ -168,10 +171,8 @@ void fillBar(ZelmorSurface* image, int y) {
         zwBlitAt(image, 0, y);
         return;
     }
-    SDL_SetRenderDrawBlendMode(gZwRenderer, SDL_BLENDMODE_BLEND);
-    SDL_SetRenderDrawColor(gZwRenderer, 12, 14, 20, 200);
     SDL_Rect bar = {0, y, kZwScreenWidth, 80};
-    SDL_RenderFillRect(gZwRenderer, &bar);
+    zwRenderFill(&bar, SDL_Color{12, 14, 20, 200}, SDL_BLENDMODE_BLEND);
 }
 
 } // namespace
