@@ -8,7 +8,7 @@ packages=(
     libsdl2-dev libsdl2-ttf-dev libsdl2-image-dev
     libfftw3-dev libcjson-dev libjpeg62-turbo-dev libspng-dev
     libavformat-dev libavcodec-dev libswresample-dev libswscale-dev libavutil-dev ffmpeg
-    libgtest-dev libbenchmark-dev
+    libgtest-dev libbenchmark-dev python3
     clang libclang-rt-14-dev
     fonts-wqy-microhei fonts-dejavu-core
     libgl1-mesa-dri libegl1 libgles2
