@@ -9,6 +9,7 @@
 #include "musicservice/recorder.h"
 #include "musicservice/reporter.h"
 #include "musicservice/server.h"
+#include "musicservice/service_config.h"
 #include "musicservice/service_folder.h"
 #include "musicservice/tap_writer.h"
 #include "zcommon.h"
@@ -73,6 +74,7 @@ int main(int argc, char** argv) {
         return 1;
     mediaLogInit();
     playlistInit(MP_SERVICE_DATA_DIR);
+    serviceConfigLoad(MP_SERVICE_DATA_DIR "/musicservice.conf", &gServiceConfig);
     if (tapOpen(MP_WAVE_TAP_FILE) < 0)
         tprintf("musicservice: cannot map %s: %s\n", MP_WAVE_TAP_FILE, strerror(errno));
     if (recordPath && recorderOpen(recordPath) < 0) {

@@ -3,6 +3,7 @@
 #include "musicservice/decoder.h"
 #include "musicservice/output.h"
 #include "musicservice/sample_ring.h"
+#include "musicservice/service_config.h"
 #include "zcommon.h"
 
 #include <algorithm>
@@ -103,12 +104,22 @@ void closeSource(Source* source) {
     *source = Source();
 }
 
+// Even loudness: the track's gain from its tags, or the album's while the folder list
+// plays in order, as an album is heard.
+double loudnessFactor(const TrackInfo& info) {
+    if (!gServiceConfig.replayGain)
+        return 1.0;
+    bool album = playlistCurrentType() == ListTypeDir && playlistMode() == PlayModeSequence;
+    return replayGainFactor(info.gain, album);
+}
+
 // Opens the file and decodes its first frames, so that starting it later only copies.
 int openSource(const std::string& path, Source* source) {
     auto info = std::make_shared<TrackInfo>();
     Decoder* decoder = nullptr;
     if (decoderOpen(path.c_str(), &decoder, info.get()) < 0)
         return -1;
+    decoderSetGain(decoder, loudnessFactor(*info));
     const int16_t* frames = nullptr;
     int count = decoderRead(decoder, &frames);
     if (count <= 0) {
