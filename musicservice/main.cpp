@@ -8,6 +8,7 @@
 #include "musicservice/playlist.h"
 #include "musicservice/recorder.h"
 #include "musicservice/reporter.h"
+#include "musicservice/resume_state.h"
 #include "musicservice/server.h"
 #include "musicservice/service_config.h"
 #include "musicservice/service_folder.h"
@@ -92,6 +93,7 @@ int main(int argc, char** argv) {
         tprintf("musicservice: cannot start playback\n");
         return 1;
     }
+    resumeRestore(MP_SERVICE_DATA_DIR);
     if (reporterStart() < 0) {
         tprintf("musicservice: cannot start the reporter\n");
         playerShutdown();

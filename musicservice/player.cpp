@@ -26,7 +26,7 @@ constexpr uint32_t kPreopenQueued = 24000; // and only with 0.5 s in the ring, s
                                            // opening never starves the device
 constexpr int kJoinLimitSeconds = 1;       // how long shutdown waits for the decode thread
 
-enum CommandKind { kOpPlay, kOpStep, kOpPause, kOpResume, kOpStop, kOpSeek, kOpDeviceLost };
+enum CommandKind { kOpPlay, kOpRestore, kOpStep, kOpPause, kOpResume, kOpStop, kOpSeek, kOpDeviceLost };
 
 struct Command {
     CommandKind kind;
@@ -439,10 +439,12 @@ void seekTo(int64_t ms) {
 void applyCommand(const Command& command) {
     switch (command.kind) {
     case kOpPlay:
+    case kOpRestore:
         if (playlistSelect(command.listType, command.path.c_str()) < 0)
             tprintf("musicservice: %s is not in list %d\n", command.path.c_str(), command.listType);
         else
-            startTrack(command.path, kStepSkip, 0, kPlayerPlaying);
+            startTrack(command.path, kStepSkip, command.ms,
+                       command.kind == kOpPlay ? kPlayerPlaying : kPlayerPaused);
         break;
     case kOpStep: {
         reconcileHeard();
@@ -581,6 +583,10 @@ int playerShutdown() {
 
 void playerPlayFromList(int listType, const std::string& path) {
     post(Command{kOpPlay, path, kStepSkip, 0, listType});
+}
+
+void playerRestore(int listType, const std::string& path, int64_t ms) {
+    post(Command{kOpRestore, path, kStepSkip, ms < 0 ? 0 : ms, listType});
 }
 
 void playerStep(PlaylistStep step) {
