@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <strings.h>
 
 namespace {
@@ -12,36 +13,39 @@ constexpr double kMaxGainDb = 51;
 // R128 gains aim at -23 LUFS, ReplayGain at -18 LUFS.
 constexpr double kR128ToReplayGainDb = 5;
 
-// "-6.20 dB", "+1.5", "-6.2dB": the number, which must be all there is but the unit.
-bool parseDb(const char* text, double* db) {
+// The number text begins with; *rest is what follows it, blanks skipped.
+bool leadingNumber(const char* text, double* value, const char** rest) {
     if (!text)
         return false;
     char* end = nullptr;
     errno = 0;
-    double value = strtod(text, &end);
-    if (end == text || errno != 0 || !std::isfinite(value) || std::fabs(value) > kMaxGainDb)
+    *value = strtod(text, &end);
+    if (end == text || errno != 0 || !std::isfinite(*value))
         return false;
     while (*end == ' ')
         ++end;
-    if (strncasecmp(end, "db", 2) == 0)
-        end += 2;
-    while (*end == ' ')
-        ++end;
-    if (*end != '\0')
+    *rest = end;
+    return true;
+}
+
+// "-6.20 dB", "+1.5", "-6.2dB": the number, which must be all there is but the unit.
+bool parseDb(const char* text, double* db) {
+    double value = 0;
+    const char* rest = nullptr;
+    if (!leadingNumber(text, &value, &rest) || std::fabs(value) > kMaxGainDb)
+        return false;
+    if (strncasecmp(rest, "db", 2) == 0)
+        rest += 2;
+    if (rest[strspn(rest, " ")] != '\0')
         return false;
     *db = value;
     return true;
 }
 
 bool parsePeak(const char* text, double* peak) {
-    if (!text)
-        return false;
-    char* end = nullptr;
-    errno = 0;
-    double value = strtod(text, &end);
-    while (end != text && *end == ' ')
-        ++end;
-    if (end == text || *end != '\0' || errno != 0 || !std::isfinite(value) || value <= 0 || value > 100)
+    double value = 0;
+    const char* rest = nullptr;
+    if (!leadingNumber(text, &value, &rest) || *rest != '\0' || value <= 0 || value > 100)
         return false;
     *peak = value;
     return true;
