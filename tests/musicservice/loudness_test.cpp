@@ -1,7 +1,5 @@
-// Even loudness, measured on what the device receives (--record): one-second tones of one
-// level come out at the level their gain tags ask for, the album's in a folder played in
-// order and the track's elsewhere, never louder than their peak allows; a file without
-// usable tags, and every file once the switch is off, as recorded.
+// Even loudness, measured on what the device receives (--record): tones of one level come
+// out at the level their gain tags ask for, limited by their peak; untagged, as recorded.
 #include "base/device_paths.h"
 #include "scratch_dir.h"
 #include "service/client/commands.h"
@@ -10,83 +8,61 @@
 #include "wait_until.h"
 
 #include <cmath>
-#include <cstring>
-#include <sys/stat.h>
+#include <iterator>
 
 namespace {
 
 constexpr size_t kToneFrames = 48000;
-constexpr double kToneRms = 16384 / M_SQRT2; // a sine at half of full scale
 
-// The tones of the album folder, in play order, with their tags, and the level each must
-// have in a folder played in order, relative to the tone as recorded.
+// In play order: each tone's tags, and its level in the folder played in order,
+// relative to the tone as recorded (a sine at half of full scale).
 const struct {
     const char* name;
     const char* tags;
     double level;
 } kTones[] = {
     {"1 plain", "", 1.0},
-    {"2 minus 6 dB", "REPLAYGAIN_TRACK_GAIN=-6.00 dB", 0.5012},
-    {"3 R128 minus 11 dB", "R128_TRACK_GAIN=-2816", 0.5012}, // -6 dB on the ReplayGain scale
-    {"4 hot", "REPLAYGAIN_TRACK_GAIN=+12 dB|REPLAYGAIN_TRACK_PEAK=0.5", 2.0},
-    {"5 album", "REPLAYGAIN_TRACK_GAIN=-3dB|REPLAYGAIN_ALBUM_GAIN=-9dB", 0.3548},
-    {"6 broken tag", "REPLAYGAIN_TRACK_GAIN=loud", 1.0},
+    {"2 minus 6 dB", "-metadata 'REPLAYGAIN_TRACK_GAIN=-6.00 dB'", 0.5012},
+    {"3 R128", "-metadata R128_TRACK_GAIN=-2816", 0.5012}, // -11 dB from -23 LUFS: -6 dB
+    {"4 hot", "-metadata REPLAYGAIN_TRACK_GAIN=+12dB -metadata REPLAYGAIN_TRACK_PEAK=0.5", 2.0},
+    {"5 album", "-metadata REPLAYGAIN_TRACK_GAIN=-3dB -metadata REPLAYGAIN_ALBUM_GAIN=-9dB", 0.3548},
+    {"6 broken tag", "-metadata REPLAYGAIN_TRACK_GAIN=loud", 1.0},
 };
-constexpr size_t kToneCount = sizeof(kTones) / sizeof(kTones[0]);
 
 class LoudnessTest : public ServiceTest {
 protected:
     void SetUp() override {
         makeDirs(mAlbum);
-        for (const auto& tone : kTones) {
-            std::string tags;
-            for (std::string rest = tone.tags; !rest.empty();) {
-                size_t bar = rest.find('|');
-                tags += " -metadata '" + rest.substr(0, bar) + "'";
-                rest = bar == std::string::npos ? "" : rest.substr(bar + 1);
-            }
-            ASSERT_EQ(runFfmpeg("-f lavfi -i 'aevalsrc=0.5*sin(2*PI*1000*t):s=48000:d=1' -c:a flac "
-                                "-sample_fmt s16" +
-                                tags + " '" + track(tone.name) + "'"),
-                      0);
-        }
+        const std::string tone = "-f lavfi -i 'aevalsrc=0.5*sin(2*PI*1000*t):s=48000:d=1' -sample_fmt s16 ";
+        for (const auto& made : kTones)
+            ASSERT_EQ(runFfmpeg(tone + made.tags + " '" + track(made.name) + "'"), 0);
         ServiceTest::SetUp();
     }
     std::vector<std::string> arguments() override { return {"--record", mRecording}; }
     std::string track(const char* name) const { return mAlbum + "/" + name + ".flac"; }
 
-    // Plays the album folder from its first tone, waits until totalFrames have been
-    // recorded and the list has ended, and returns the left channel of the recording.
-    std::vector<int16_t> playAlbum(size_t totalFrames) {
-        EXPECT_GT(setPlayDir(mAlbum.c_str()), 0);
-        EXPECT_GT(filepath_cmd("play_file_in_dir", track(kTones[0].name).c_str()), 0);
-        EXPECT_TRUE(waitUntil(
-            [&] {
-                struct stat info;
-                return stat(mRecording.c_str(), &info) == 0 &&
-                       static_cast<size_t>(info.st_size) >= 4 * totalFrames;
-            },
-            kWaitMs));
-        EXPECT_TRUE(inState("stopped"));
+    // Plays the folder in order, and once the list has ended with at least frames
+    // recorded, ends the service and gives the recording (stereo).
+    std::vector<int16_t> playAlbum(size_t frames) {
+        EXPECT_TRUE(setPlayDir(mAlbum.c_str()) > 0 &&
+                    filepath_cmd("play_file_in_dir", track("1 plain").c_str()) > 0);
+        EXPECT_TRUE(waitUntil([&] { return readFile(mRecording).size() >= 4 * frames; }, kWaitMs) &&
+                    inState("stopped"));
         EXPECT_EQ(stopMusicService(&mService), 0);
         std::string bytes = readFile(mRecording);
-        std::vector<int16_t> left(bytes.size() / 4);
-        for (size_t i = 0; i < left.size(); ++i)
-            memcpy(&left[i], &bytes[4 * i], 2);
-        return left;
+        return std::vector<int16_t>(reinterpret_cast<const int16_t*>(bytes.data()),
+                                    reinterpret_cast<const int16_t*>(bytes.data() + bytes.size()));
     }
 
     ScratchDir mScratch{"loudness"};
-    const std::string mAlbum = mScratch.path() + "/album";
-    const std::string mRecording = mScratch.path() + "/heard.raw";
+    const std::string mAlbum = mScratch.path() + "/album", mRecording = mScratch.path() + "/heard.raw";
 };
 
-// Where sound begins after silence (at the start, or after a stop).
-std::vector<size_t> onsets(const std::vector<int16_t>& samples) {
+// The frames at which sound begins after 100 frames of silence (or the start).
+std::vector<size_t> onsets(const std::vector<int16_t>& heard) {
     std::vector<size_t> found;
-    size_t quiet = 100;
-    for (size_t i = 0; i < samples.size(); ++i) {
-        bool loud = std::abs(samples[i]) > 64;
+    for (size_t i = 0, quiet = 100; 2 * i < heard.size(); ++i) {
+        bool loud = std::abs(heard[2 * i]) > 64;
         if (loud && quiet >= 100)
             found.push_back(i);
         quiet = loud ? 0 : quiet + 1;
@@ -94,30 +70,27 @@ std::vector<size_t> onsets(const std::vector<int16_t>& samples) {
     return found;
 }
 
-// The level of the middle half of the index-th tone played from start, relative to the
-// tone as recorded.
-double level(const std::vector<int16_t>& samples, size_t start, size_t index) {
+// The level of the middle half of the index-th tone from start, relative to the tone.
+double level(const std::vector<int16_t>& heard, size_t start, size_t index) {
     size_t from = start + index * kToneFrames + kToneFrames / 4, to = from + kToneFrames / 2;
-    if (to > samples.size())
-        return 0;
     double sum = 0;
-    for (size_t i = from; i < to; ++i)
-        sum += static_cast<double>(samples[i]) * samples[i];
-    return std::sqrt(sum / static_cast<double>(to - from)) / kToneRms;
+    for (size_t i = from; i < to && 2 * i < heard.size(); ++i)
+        sum += static_cast<double>(heard[2 * i]) * heard[2 * i];
+    return std::sqrt(sum / static_cast<double>(to - from)) / (16384 / M_SQRT2);
 }
 
 } // namespace
 
 TEST_F(LoudnessTest, EachToneComesOutAtTheLevelItsTagsAskForLimitedByItsPeak) {
-    // The album tone alone in the playlist: the track's gain, not the album's.
-    writeFile(MP_SERVICE_DATA_DIR "/playlist.m3u", track(kTones[4].name) + "\n");
-    ASSERT_TRUE(after(filepath_cmd("play_file_in_playlist", track(kTones[4].name).c_str()),
-                      track(kTones[4].name), "stopped"));
-    std::vector<int16_t> heard = playAlbum((kToneCount + 1) * kToneFrames);
+    // First the album tone alone in the playlist: the track's gain, not the album's.
+    writeFile(MP_SERVICE_DATA_DIR "/playlist.m3u", track("5 album") + "\n");
+    ASSERT_TRUE(
+        after(filepath_cmd("play_file_in_playlist", track("5 album").c_str()), track("5 album"), "stopped"));
+    std::vector<int16_t> heard = playAlbum((std::size(kTones) + 1) * kToneFrames);
     std::vector<size_t> starts = onsets(heard);
     ASSERT_EQ(starts.size(), 2u);
     EXPECT_NEAR(level(heard, starts[0], 0), 0.7079, 0.01) << "-3 dB";
-    for (size_t i = 0; i < kToneCount; ++i)
+    for (size_t i = 0; i < std::size(kTones); ++i)
         EXPECT_NEAR(level(heard, starts[1], i), kTones[i].level, 0.01 * kTones[i].level) << kTones[i].name;
 }
 
@@ -127,9 +100,9 @@ TEST_F(LoudnessTest, SwitchedOffInTheConfigurationEveryToneComesOutAsRecorded) {
               "# even loudness\nloudness_boost=3\n  replaygain = OFF\n");
     ASSERT_EQ(startMusicService(&mService, arguments()), 0);
     EXPECT_TRUE(logged("unknown setting \"loudness_boost=3\""));
-    std::vector<int16_t> heard = playAlbum(kToneCount * kToneFrames);
+    std::vector<int16_t> heard = playAlbum(std::size(kTones) * kToneFrames);
     std::vector<size_t> starts = onsets(heard);
     ASSERT_EQ(starts.size(), 1u);
-    for (size_t i = 0; i < kToneCount; ++i)
+    for (size_t i = 0; i < std::size(kTones); ++i)
         EXPECT_NEAR(level(heard, starts[0], i), 1.0, 0.01) << kTones[i].name;
 }

@@ -1,7 +1,5 @@
-// Picking up where the listener left off: a service killed in the middle of a track
-// comes back with that track paused near where it was, and plays on from there; a
-// stopped one, where it stopped; a state that names a track that has gone, or that does
-// not parse, leaves it stopped, logged.
+// Picking up where the listener left off, after a SIGKILL, a stop and a SIGTERM; a state
+// that names a track that has gone, or that does not parse, leaves the service stopped.
 #include "base/device_paths.h"
 #include "scratch_dir.h"
 #include "service/client/commands.h"
@@ -19,9 +17,8 @@ const std::string kStateFile = MP_SERVICE_DATA_DIR "/resume_state";
 int savedSeconds(const std::string& track) {
     std::string state = readFile(kStateFile);
     size_t at = state.find("\nposition_ms=");
-    if (state.find("\nfile=" + track + "\n") == std::string::npos || at == std::string::npos)
-        return -1;
-    return atoi(state.c_str() + at + 13) / 1000;
+    bool named = state.find("\nfile=" + track + "\n") != std::string::npos && at != std::string::npos;
+    return named ? atoi(state.c_str() + at + 13) / 1000 : -1;
 }
 
 using ResumeTest = ServiceTest;
@@ -37,14 +34,12 @@ TEST_F(ResumeTest, KilledMidTrackItComesBackPausedWithinFiveSecondsOfWhereItWasA
     ASSERT_TRUE(at(track, 7));
     const int killedAt = mRecord.position;
     killMusicService(&mService);
-
     ASSERT_EQ(startMusicService(&mService), 0);
     ASSERT_TRUE(shows(track, "paused"));
     const int restored = mRecord.position;
     EXPECT_GE(restored, killedAt - 6) << "the status lags up to a second behind what is heard";
     EXPECT_LE(restored, killedAt);
     EXPECT_EQ(getPlayMode(), PlayModeSingleCycle);
-    EXPECT_EQ(getCurrentListType(), ListTypeDir);
     ASSERT_GT(noarg_cmd("resume"), 0);
     ASSERT_TRUE(at(track, restored, restored + 2)) << "resume plays on from where it was";
     // Stopped (as the player does when it quits), it is taken up where it stopped.
