@@ -1,5 +1,6 @@
 #include "musicservice/decoder.h"
 
+#include "musicservice/replay_gain.h"
 #include "zcommon.h"
 
 #include <atomic>
@@ -60,6 +61,7 @@ struct Decoder {
     int errors = 0;
     // After a seek: output before this time is dropped; -1 for none.
     int64_t skipToMs = -1;
+    int32_t gainQ16 = 65536;
 };
 
 namespace {
@@ -203,6 +205,14 @@ int convertFrame(Decoder* d, const AVFrame* frame) {
     return kept;
 }
 
+// The frames about to be handed out, scaled by the loudness gain.
+int handOut(Decoder* d, int count, const int16_t** frames) {
+    if (d->gainQ16 != 65536)
+        replayGainScale(d->out, static_cast<size_t>(count) * kOutputChannels, d->gainQ16);
+    *frames = d->out;
+    return count;
+}
+
 } // namespace
 
 int decoderOpen(const char* path, Decoder** decoder, TrackInfo* info) {
@@ -263,10 +273,8 @@ int decoderRead(Decoder* d, const int16_t** frames) {
             if (count < 0)
                 return -1;
             d->errors = 0;
-            if (count > 0) {
-                *frames = d->out;
-                return count;
-            }
+            if (count > 0)
+                return handOut(d, count, frames);
             continue;
         }
         if (result == AVERROR_EOF) {
@@ -275,10 +283,8 @@ int decoderRead(Decoder* d, const int16_t** frames) {
                 d->resamplerFlushed = true;
                 auto* out = reinterpret_cast<uint8_t*>(d->out);
                 int count = d->out ? swr_convert(d->resampler, &out, d->outCapacity, nullptr, 0) : 0;
-                if (count > 0) {
-                    *frames = d->out;
-                    return count;
-                }
+                if (count > 0)
+                    return handOut(d, count, frames);
             }
             return 0;
         }
@@ -327,6 +333,11 @@ int decoderSeek(Decoder* d, int64_t ms) {
     d->errors = 0;
     d->skipToMs = ms;
     return 0;
+}
+
+void decoderSetGain(Decoder* d, double factor) {
+    double q16 = factor * 65536.0 + 0.5;
+    d->gainQ16 = q16 < 1 ? 1 : q16 > 2147483647.0 ? 2147483647 : static_cast<int32_t>(q16);
 }
 
 void decoderClose(Decoder* d) {

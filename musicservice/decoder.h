@@ -25,6 +25,9 @@ int decoderRead(Decoder* decoder, const int16_t** frames);
 // afterwards is the one at ms exactly. 0 or negative.
 int decoderSeek(Decoder* decoder, int64_t ms);
 
+// Scales every frame read from now on by the factor (1: unchanged), for even loudness.
+void decoderSetGain(Decoder* decoder, double factor);
+
 void decoderClose(Decoder* decoder);
 
 // Makes every step on any decoder give up at once, now and from now on (shutdown).

@@ -8,7 +8,9 @@
 #include "musicservice/playlist.h"
 #include "musicservice/recorder.h"
 #include "musicservice/reporter.h"
+#include "musicservice/resume_state.h"
 #include "musicservice/server.h"
+#include "musicservice/service_config.h"
 #include "musicservice/service_folder.h"
 #include "musicservice/tap_writer.h"
 #include "zcommon.h"
@@ -73,6 +75,7 @@ int main(int argc, char** argv) {
         return 1;
     mediaLogInit();
     playlistInit(MP_SERVICE_DATA_DIR);
+    serviceConfigLoad(MP_SERVICE_DATA_DIR "/musicservice.conf", &gServiceConfig);
     if (tapOpen(MP_WAVE_TAP_FILE) < 0)
         tprintf("musicservice: cannot map %s: %s\n", MP_WAVE_TAP_FILE, strerror(errno));
     if (recordPath && recorderOpen(recordPath) < 0) {
@@ -90,6 +93,7 @@ int main(int argc, char** argv) {
         tprintf("musicservice: cannot start playback\n");
         return 1;
     }
+    resumeRestore(MP_SERVICE_DATA_DIR);
     if (reporterStart() < 0) {
         tprintf("musicservice: cannot start the reporter\n");
         playerShutdown();

@@ -105,6 +105,7 @@ void mediaReadInfo(AVFormatContext* format, int audioStream, TrackInfo* info) {
     info->tags[kTagComment] = tagText(format, audioStream, "comment");
     info->tags[kTagTrack] = tagText(format, audioStream, "track");
     info->tags[kTagGenre] = tagText(format, audioStream, "genre");
+    info->gain = replayGainFromTags([&](const char* key) { return tag(format, audioStream, key); });
 
     info->dump.clear();
     tCapture = &info->dump;

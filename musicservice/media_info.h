@@ -3,6 +3,7 @@
 // picture for the cover.
 #pragma once
 
+#include "musicservice/replay_gain.h"
 #include "service/protocol/protocol.h"
 
 #include <cstdint>
@@ -16,6 +17,8 @@ struct TrackInfo {
     std::string path;
     int64_t durationMs = 0;
     int audioStream = 0;
+    // The loudness tags.
+    ReplayGain gain;
     // The status file's tags, indexed by StatusTag.
     std::string tags[kTagCount];
     // The text av_dump_format printed for the file.

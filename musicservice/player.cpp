@@ -3,6 +3,7 @@
 #include "musicservice/decoder.h"
 #include "musicservice/output.h"
 #include "musicservice/sample_ring.h"
+#include "musicservice/service_config.h"
 #include "zcommon.h"
 
 #include <algorithm>
@@ -25,7 +26,7 @@ constexpr uint32_t kPreopenQueued = 24000; // and only with 0.5 s in the ring, s
                                            // opening never starves the device
 constexpr int kJoinLimitSeconds = 1;       // how long shutdown waits for the decode thread
 
-enum CommandKind { kOpPlay, kOpStep, kOpPause, kOpResume, kOpStop, kOpSeek, kOpDeviceLost };
+enum CommandKind { kOpPlay, kOpRestore, kOpStep, kOpPause, kOpResume, kOpStop, kOpSeek, kOpDeviceLost };
 
 struct Command {
     CommandKind kind;
@@ -103,12 +104,22 @@ void closeSource(Source* source) {
     *source = Source();
 }
 
+// Even loudness: the track's gain from its tags, or the album's while the folder list
+// plays in order, as an album is heard.
+double loudnessFactor(const TrackInfo& info) {
+    if (!gServiceConfig.replayGain)
+        return 1.0;
+    bool album = playlistCurrentType() == ListTypeDir && playlistMode() == PlayModeSequence;
+    return replayGainFactor(info.gain, album);
+}
+
 // Opens the file and decodes its first frames, so that starting it later only copies.
 int openSource(const std::string& path, Source* source) {
     auto info = std::make_shared<TrackInfo>();
     Decoder* decoder = nullptr;
     if (decoderOpen(path.c_str(), &decoder, info.get()) < 0)
         return -1;
+    decoderSetGain(decoder, loudnessFactor(*info));
     const int16_t* frames = nullptr;
     int count = decoderRead(decoder, &frames);
     if (count <= 0) {
@@ -428,10 +439,12 @@ void seekTo(int64_t ms) {
 void applyCommand(const Command& command) {
     switch (command.kind) {
     case kOpPlay:
+    case kOpRestore:
         if (playlistSelect(command.listType, command.path.c_str()) < 0)
             tprintf("musicservice: %s is not in list %d\n", command.path.c_str(), command.listType);
         else
-            startTrack(command.path, kStepSkip, 0, kPlayerPlaying);
+            startTrack(command.path, kStepSkip, command.ms,
+                       command.kind == kOpPlay ? kPlayerPlaying : kPlayerPaused);
         break;
     case kOpStep: {
         reconcileHeard();
@@ -570,6 +583,10 @@ int playerShutdown() {
 
 void playerPlayFromList(int listType, const std::string& path) {
     post(Command{kOpPlay, path, kStepSkip, 0, listType});
+}
+
+void playerRestore(int listType, const std::string& path, int64_t ms) {
+    post(Command{kOpRestore, path, kStepSkip, ms < 0 ? 0 : ms, listType});
 }
 
 void playerStep(PlaylistStep step) {

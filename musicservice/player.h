@@ -48,6 +48,8 @@ int playerShutdown();
 // is exhausted. The list changes when the command's turn comes, so that commands sent
 // in a row act in the order they were sent.
 void playerPlayFromList(int listType, const std::string& path);
+// The same, loaded paused at ms: the state the service was left in, taken up again.
+void playerRestore(int listType, const std::string& path, int64_t ms);
 // Moves the playing list by kStepNext or kStepPrevious from the track being heard, and
 // plays where it leads.
 void playerStep(PlaylistStep step);

@@ -4,6 +4,7 @@
 #include "musicservice/player.h"
 #include "musicservice/playlist.h"
 #include "musicservice/recorder.h"
+#include "musicservice/resume_state.h"
 #include "musicservice/status_writer.h"
 #include "musicservice/tap_writer.h"
 #include "zcommon.h"
@@ -111,6 +112,7 @@ void* reporterThread(void*) {
         long now = systemms();
         if (kicked || now >= nextStatus)
             nextStatus = now + (reportStatus(&snapshot, now) ? kStatusPeriodMs : kCoverPollMs);
+        resumeNote(snapshot, now);
         reportTap(snapshot.state);
         recorderDrain();
         playlistSaveRecent();
@@ -167,6 +169,7 @@ void reporterStop() {
     // Nothing plays once the service has gone.
     PlayerSnapshot snapshot;
     playerSnapshot(&snapshot);
+    resumeSave(snapshot, systemms());
     snapshot.state = kPlayerStopped;
     snapshot.positionMs = 0;
     writeStatusText(statusText(snapshot));

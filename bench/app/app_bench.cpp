@@ -387,6 +387,8 @@ int main(int argc, char** argv) {
         mkdir(options.shots.c_str(), 0755);
     if (!startX())
         return 1;
+    // Nothing for the service to take up: every player starts at the library's root.
+    unlink(MP_SERVICE_DATA_DIR "/resume_state");
     ServiceProcess service;
     if (startMusicService(&service) < 0) {
         fprintf(stderr, "the service did not start (run inside unshare -n)\n");
