@@ -9,14 +9,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <string>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -69,10 +66,6 @@ protected:
         mPid = -1;
         return ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    long count(const std::string& word) {
-        auto words = service.commands();
-        return std::count(words.begin(), words.end(), word);
-    }
     FakeService service;
     ScratchDir mDir{"lifecycle"};
     std::string mLog = mDir.path() + "/stderr.txt";
@@ -98,7 +91,7 @@ TEST_F(LifecycleTest, StartOrderOnTheWireAndAWholeConfigurationAtShutdown) {
     EXPECT_NE(service.frames()[0].body.find("\"volume\":\t1"), std::string::npos) << service.frames()[0].body;
     EXPECT_EQ(access(created.c_str(), F_OK), 0) << "the -d folder is created, though -f chose the root";
     EXPECT_EQ(ended(), 0) << readFile(mLog);
-    EXPECT_EQ(count("pause"), 0);
+    EXPECT_EQ(service.count("pause"), 0u);
     // The now-playing screen found no effects folder under this device root: the index
     // ends at -1, and the stored volume of 0 goes back unchanged.
     EXPECT_EQ(readFile(MP_CONFIG_FILE), "{\n\t\"cover_as_background\":\t1,\n\t\"music_visualization\":\t1,\n"
@@ -118,11 +111,11 @@ TEST_F(LifecycleTest, OnlyAPlayingServiceOpensTheNowPlayingScreenAndIsPausedAtSh
                   "{\"filename\": \"" MP_MUSIC_ROOT "/album/a.flac\", \"status\": \"" + state + "\"}");
         start({});
         EXPECT_TRUE(logged("listtype 1, played " + std::to_string(playing) + ", status " + state + "\n"));
-        EXPECT_TRUE(!playing || waitUntil([&] { return count("get_play_mode") >= 2; }));
+        EXPECT_TRUE(!playing || waitUntil([&] { return service.count("get_play_mode") >= 2; }));
         EXPECT_EQ(access(MP_STAY_ALIVE_FILE, F_OK) == 0, playing) << state;
         EXPECT_EQ(ended(), 0) << readFile(mLog);
-        EXPECT_EQ(count("pause"), playing ? 1 : 0) << state;
-        EXPECT_EQ(count("get_play_mode") > 0, playing) << state;
+        EXPECT_EQ(service.count("pause"), playing ? 1u : 0u) << state;
+        EXPECT_EQ(service.count("get_play_mode") > 0, playing) << state;
     }
 }
 

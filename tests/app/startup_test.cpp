@@ -9,9 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 namespace {
 
 std::string request(const std::string& cmd, const std::string& path) {
@@ -67,9 +64,9 @@ TEST(Startup, ProgramTextsFollowTheToolkitsAndTranslationsReplaceThem) {
         gThemePath = const_cast<char*>(MP_TEST_SOURCE_DIR);
         initLang();
         EXPECT_STREQ(getLangStr(8), language ? "\xE9\x9F\xB3\xE4\xB9\x90" : "Music");
-        EXPECT_STREQ(getLangStr(3), language ? "\xE6\xAD\xA3\xE5\x9C\xA8\xE9\x80\x80\xE5\x87\xBA..." : "Quitting...");
+        EXPECT_STREQ(getLangStr(3),
+                     language ? "\xE6\xAD\xA3\xE5\x9C\xA8\xE9\x80\x80\xE5\x87\xBA..." : "Quitting...");
     }
-    EXPECT_STREQ(getLangStr(32), "Stop And Quit Player");
     gThemePath = nullptr;
     gDefaultStringList.resize(8);
 }

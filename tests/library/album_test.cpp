@@ -18,12 +18,7 @@ protected:
         album->mMenu.LoadDir();
         gUIWindows.push_back(album);
     }
-    std::string track(int i) { return library + "/t" + std::to_string(i) + ".mp3"; }
     bool playWindowOnTop() { return gUIWindows.size() == 2 && gUIWindows.back()->mKind == 1; }
-    void closeTop() {
-        delete gUIWindows.back();
-        gUIWindows.pop_back();
-    }
     // Selected, first and last row of the page.
     std::vector<int> view() {
         return {album->mMenu.mSelected, album->mMenu.mFirstVisible, album->mMenu.mLastVisible};
@@ -66,7 +61,7 @@ TEST_F(AlbumTest, KeysSendTheirCommandsAndOpenTheNowPlayingScreen) {
             closeTop();
         }
         std::vector<std::string> words = sent();
-        EXPECT_EQ(std::vector<std::string>(words.begin() + earlier, words.end()), c.sent) << which;
+        EXPECT_EQ(Words(words.begin() + earlier, words.end()), c.sent) << which;
         earlier = words.size();
         EXPECT_EQ(gNeedToRefreshIndex, c.pending) << which;
         EXPECT_EQ(view(), (std::vector<int>{11, 10, 15})) << which;
@@ -108,12 +103,12 @@ TEST_F(AlbumTest, MenuPlayPauseActsOnTheRowUnderTheCursor) {
     for (SDL_Keycode key : {SDLK_DOWN, SDLK_DOWN, SDLK_RETURN})
         press(key);
     EXPECT_EQ(gUIWindows.size(), 1u) << "the row closes the popup";
-    EXPECT_EQ(sent("play_file_in_dir", "path"), std::vector<std::string>{track(3)});
+    EXPECT_EQ(sent("play_file_in_dir", "path"), Words{track(3)});
     setStatus(track(3), "playing");
     EXPECT_EQ(play_pause_player(album->mMenu.getItemByIndex(4)), kWinResultClose);
     EXPECT_EQ(play_pause_player(album->mMenu.getItemByIndex(0)), kWinResultClose);
     EXPECT_EQ(play_pause_player(nullptr), kWinResultClose);
-    EXPECT_EQ(sent(), (std::vector<std::string>{"set_play_dir", "play_file_in_dir", "pause"}));
+    EXPECT_EQ(sent(), (Words{"set_play_dir", "play_file_in_dir", "pause"}));
 }
 
 TEST_F(AlbumTest, BackAtTheRootAsksBeforeQuitting) {
@@ -125,10 +120,10 @@ TEST_F(AlbumTest, BackAtTheRootAsksBeforeQuitting) {
     setStatus(track(1), "playing");
     press(SDLK_ESCAPE);
     EXPECT_EQ(press(SDLK_RETURN), kWinResultQuit);
-    EXPECT_EQ(sent(), std::vector<std::string>{}) << "without a headset the music is left to shutdown";
+    EXPECT_EQ(sent(), Words{}) << "without a headset the music is left to shutdown";
     writeFile(MP_BTDEV_ADDR_FILE, "00:11:22:33:44:55");
     EXPECT_EQ(QuitAction().dowork(nullptr), kWinResultQuit);
-    EXPECT_EQ(sent(), std::vector<std::string>{"stop"});
+    EXPECT_EQ(sent(), Words{"stop"});
 }
 
 TEST_F(AlbumTest, WhileSuspendingThePlayingTrackTakesTheScreen) {

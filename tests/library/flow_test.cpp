@@ -50,7 +50,7 @@ TEST_F(FlowTest, BrowsePlayComeBackAndUseEveryPopupScreen) {
     press(SDLK_RETURN);
     ASSERT_EQ(gUIWindows.size(), 2u);
     EXPECT_EQ(gUIWindows.back()->mKind, 1);
-    EXPECT_EQ(sentCommands(), (std::vector<std::string>{"set_play_dir", "play_file_in_dir"}));
+    EXPECT_EQ(sentCommands(), (Words{"set_play_dir", "play_file_in_dir"}));
     setStatus(albums + "/02 - Harbour Walk.mp3", "playing", 0, 0, "", "The Quiet Harbour");
     pthread_mutex_lock(&sMusicPlayingStatusLock);
     sMusicPlayingStatus.album = "Albums";
@@ -93,5 +93,5 @@ TEST_F(FlowTest, BrowsePlayComeBackAndUseEveryPopupScreen) {
     // Stop and quit: "stop" goes out while the track plays, and the loop ends.
     popupRow(1);
     EXPECT_EQ(press(SDLK_RETURN), kWinResultQuit);
-    EXPECT_EQ(sentCommands(), (std::vector<std::string>{"set_play_dir", "play_file_in_dir", "stop"}));
+    EXPECT_EQ(sentCommands(), (Words{"set_play_dir", "play_file_in_dir", "stop"}));
 }

@@ -6,36 +6,16 @@
 #include "player_fixture.h"
 #include "playwindow/screen/music_play_window.h"
 
-#include <chrono>
 #include <ctime>
-#include <thread>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-long msSince(Clock::time_point start) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
-}
-
-Uint32 tickLater(Uint32, void*) {
-    SDL_Event event;
-    SDL_zero(event);
-    event.type = SDL_USEREVENT;
-    event.user.code = 25;
-    SDL_PushEvent(&event);
-    return 0;
-}
-
 // A key pressed and released, queued for the loop.
 void queueKey(SDL_Keycode key) {
-    SDL_Event event;
-    SDL_zero(event);
-    event.key.keysym.sym = key;
-    for (Uint32 type : {SDL_KEYDOWN, SDL_KEYUP}) {
-        event.type = type;
-        SDL_PushEvent(&event);
-    }
+    pushEvent(SDL_KEYDOWN, key);
+    pushEvent(SDL_KEYUP, key);
 }
 
 bool keyQueued() {
@@ -67,7 +47,6 @@ protected:
         tick();
         step();
     }
-    std::string track(int i) { return library + "/t" + std::to_string(i) + ".mp3"; }
     // Runs passes until the key has been taken; the ticks they push show nothing new.
     void pressThrough(SDL_Keycode key) {
         queueKey(key);
@@ -92,7 +71,8 @@ TEST_F(LoopFrames, AStillLibraryShowsAFrameOnlyForAKeyARowIconThatChangesOrNewRo
     ASSERT_TRUE(waitUntil([] { return time(nullptr) % 60 < 55; }, 10000));
     int shown = zwFramesShown;
     auto start = Clock::now();
-    SDL_TimerID timer = SDL_AddTimer(1000, tickLater, nullptr);
+    SDL_TimerID timer = SDL_AddTimer(
+        1000, [](Uint32, void*) -> Uint32 { return tick(), 0; }, nullptr);
     step();
     SDL_RemoveTimer(timer);
     EXPECT_GE(msSince(start), 990) << "nothing but the tick a second later ends the wait";

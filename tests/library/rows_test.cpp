@@ -43,8 +43,7 @@ TEST_F(RowsTest, SuffixesDecideFilesAndEveryFolderGetsARow) {
                           "c.wav", "d.ape", "e.wma", ".hidden.mp3", "x.mp3/", "Folder/", ".git/"});
     MusicBrowserMenu menu(nullptr);
     menu.LoadDir();
-    EXPECT_EQ(rowLabels(menu),
-              (std::vector<std::string>{"Folder", "x.mp3", "a.b.dsf", "a.flac", "c.wav", "d.ape", "e.wma"}));
+    EXPECT_EQ(rowLabels(menu), (Words{"Folder", "x.mp3", "a.b.dsf", "a.flac", "c.wav", "d.ape", "e.wma"}));
     // The folder named like a track is entered, not played.
     EXPECT_EQ(static_cast<MusicFileAction*>(row(menu, 1)->getAction())->mType, kActionTypeFolder);
     EXPECT_EQ(row(menu, 1)->getLabelIcon(), gIconFolder);
@@ -82,17 +81,15 @@ TEST_F(RowsTest, TheCurrentRowShowsPlayingOrPausedFromTheNextFrame) {
 
 TEST_F(RowsTest, TheLoaderBringsTheCurrentTrackToTheMiddleOfThePage) {
     makeEntries(library, {"t0.mp3", "t1.mp3", "t2.mp3"});
-    EXPECT_EQ(loadWith(library + "/t2.mp3"), (Calls{{2, 0, 2}})) << "a short list shows all its rows";
+    EXPECT_EQ(loadWith(track(2)), (Calls{{2, 0, 2}})) << "a short list shows all its rows";
     for (int i = 3; i < 20; ++i)
         makeEntries(library, {"t" + std::to_string(i) + ".mp3"});
-    EXPECT_EQ(loadWith(library + "/t1.mp3"), (Calls{{1, 0, 5}}));
-    EXPECT_EQ(loadWith(library + "/t10.mp3"), (Calls{{10, 7, 12}}));
-    EXPECT_EQ(loadWith(library + "/t19.mp3"), (Calls{{19, 16, 21}}))
-        << "past the end: the list keeps the page full";
+    EXPECT_EQ(loadWith(track(1)), (Calls{{1, 0, 5}}));
+    EXPECT_EQ(loadWith(track(10)), (Calls{{10, 7, 12}}));
+    EXPECT_EQ(loadWith(track(19)), (Calls{{19, 16, 21}})) << "past the end: the list keeps the page full";
     EXPECT_EQ(loadWith(library + "/elsewhere/t5.mp3"), Calls{}) << "no match: the cursor stays";
-    gUserFile = library + "/t15.mp3";
-    EXPECT_EQ(loadWith(library + "/t3.mp3"), (Calls{{15, 12, 17}}))
-        << "the file named on the command line wins";
+    gUserFile = track(15);
+    EXPECT_EQ(loadWith(track(3)), (Calls{{15, 12, 17}})) << "the file named on the command line wins";
 }
 
 // A folder of 100,000 tracks: the screen comes up with the empty list (or the first
@@ -101,7 +98,7 @@ TEST_F(RowsTest, TheFirstFrameIsDrawnBeforeAHugeFolderIsLoaded) {
     const int count = 100000;
     for (int i = 0; i < count; ++i)
         close(open((library + "/t" + std::to_string(i) + ".mp3").c_str(), O_CREAT | O_WRONLY, 0644));
-    setStatus(library + "/t99990.mp3", "playing");
+    setStatus(track(99990), "playing");
     auto* album = new MusicAlbumWindow(nullptr);
     gUIWindows.push_back(album);
     album->init();

@@ -1,7 +1,9 @@
-// The toolkit's image loader as the covers use it: a large JPEG decoded at a reduced
-// scale (the smallest whose longer side still fills the cover box) that keeps its own
-// size for the screens, PNG pixels identical to SDL_image's, and other files handed on
-// to SDL_image.
+// The toolkit's image loader as the covers use it: a large picture decoded at the
+// smallest scale whose longer side still fills the cover box, keeping its own size for
+// the screens, and decoded again when a blit needs more; PNG pixels identical to
+// SDL_image's; other files handed on to SDL_image; headers that declare more pixels than
+// the device can hold refused before anything is allocated for them; a file cut short
+// decoded as far as it goes.
 #include "scratch_dir.h"
 #include "screen_fixture.h"
 
@@ -9,35 +11,55 @@
 
 namespace {
 
-// A red left half and a blue right half, with steps of green down the rows and some
-// half-transparent dots, saved under path by save (IMG_SavePNG, SDL_SaveBMP, a JPEG writer).
-template <typename Save> std::string saved(const std::string& path, int w, int h, Save save) {
+// A w x h picture saved under path by save, its pixels from colour(x, y); the file's bytes.
+template <typename Colour, typename Save>
+std::string saved(const std::string& path, int w, int h, Colour colour, Save save) {
     SDL_Surface* image = SDL_CreateRGBSurfaceWithFormat(0, w, h, 32, SDL_PIXELFORMAT_ARGB8888);
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
-            static_cast<Uint32*>(image->pixels)[y * (image->pitch / 4) + x] =
-                (x < w / 2 ? 0xffdc1e1eu : 0xff1e1edcu) ^ static_cast<Uint32>((y * 7 / h) << 8) ^
-                (((x * 31 + y * 17) % 97 == 0) ? 0x7f000000u : 0u);
+            static_cast<Uint32*>(image->pixels)[y * (image->pitch / 4) + x] = colour(x, y);
     EXPECT_EQ(save(image, path.c_str()), 0);
     SDL_FreeSurface(image);
-    return path;
+    return readFile(path);
+}
+
+int saveJpeg(SDL_Surface* image, const char* path) {
+    return IMG_SaveJPG(image, path, 90);
+}
+
+int saveBmp(SDL_Surface* image, const char* path) {
+    return SDL_SaveBMP(image, path);
+}
+
+// A red left half and a blue right half, with steps of green down the rows and some
+// half-transparent dots.
+auto halves(int w, int h) {
+    return [=](int x, int y) {
+        return (x < w / 2 ? 0xffdc1e1eu : 0xff1e1edcu) ^ static_cast<Uint32>((y * 7 / h) << 8) ^
+               (((x * 31 + y * 17) % 97 == 0) ? 0x7f000000u : 0u);
+    };
 }
 
 bool near(Uint32 p, Uint32 q) {
-    for (int shift = 0; shift < 32; shift += 8)
-        if (std::abs(static_cast<int>((p >> shift) & 0xff) - static_cast<int>((q >> shift) & 0xff)) > 16)
-            return false;
-    return true;
+    return channelDistance(p, q) <= 16;
 }
 
-using CoverLoader = ScreenTest;
+// Writes count bytes of value at offset, most significant first or last.
+void patch(std::string& bytes, size_t at, Uint32 value, int count, bool bigEndian) {
+    for (int i = 0; i < count; ++i)
+        bytes[at + (bigEndian ? count - 1 - i : i)] = static_cast<char>(value >> (8 * i));
+}
+
+class Covers : public ScreenTest {
+protected:
+    ScratchDir dir{"covers"};
+};
 
 } // namespace
 
-TEST_F(CoverLoader, LargeJpegIsDecodedReducedButKeepsItsSize) {
-    ScratchDir dir("covers");
-    std::string path = saved(dir.path() + "/cover.jpg", 3000, 3000,
-                             [](SDL_Surface* s, const char* p) { return IMG_SaveJPG(s, p, 92); });
+TEST_F(Covers, LargeJpegIsDecodedReducedButKeepsItsSize) {
+    const std::string path = dir.path() + "/cover.jpg";
+    saved(path, 3000, 3000, halves(3000, 3000), saveJpeg);
     auto* cover = static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str()));
     ASSERT_NE(cover, nullptr);
     EXPECT_EQ(std::vector<int>({cover->getWidth(), cover->getHeight(), cover->mReduction, cover->mImage->w}),
@@ -60,9 +82,28 @@ TEST_F(CoverLoader, LargeJpegIsDecodedReducedButKeepsItsSize) {
     delete cover;
 }
 
-TEST_F(CoverLoader, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
-    ScratchDir dir("covers");
-    std::string path = saved(dir.path() + "/cover.png", 301, 157, IMG_SavePNG);
+TEST_F(Covers, LargePngIsAveragedDownAndDecodedAgainWhenDrawnAtItsOwnSize) {
+    const std::string path = dir.path() + "/stripes.png";
+    saved(
+        path, 1600, 900, [](int x, int) { return x % 2 ? 0xff000000u : 0xffffffffu; }, IMG_SavePNG);
+    auto* cover = static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str()));
+    ASSERT_NE(cover, nullptr);
+    EXPECT_EQ(std::vector<int>({cover->getWidth(), cover->mReduction, cover->mImage->w, cover->mImage->h}),
+              std::vector<int>({1600, 4, 400, 225}))
+        << "1/4 keeps the longer side at the cover box's 400";
+    EXPECT_EQ(static_cast<Uint32*>(cover->mImage->pixels)[0], 0xff808080u) << "the mean of a 4 x 4 block";
+    SDL_Rect box = {80, 80, 400, 225}, own = {0, 0, 0, 0};
+    cover->blit(nullptr, &box, 0, nullptr);
+    EXPECT_TRUE(pixel(81, 81) == 0xff808080u && cover->mReduction == 4) << "the cover box needs no more";
+    cover->blit(nullptr, &own, 1, nullptr);
+    EXPECT_TRUE(pixel(0, 0) == 0xffffffffu && pixel(1, 0) == 0xff000000u && cover->mReduction == 1)
+        << "drawn at its own size, it is decoded again whole";
+    delete cover;
+}
+
+TEST_F(Covers, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
+    const std::string path = dir.path() + "/cover.png";
+    saved(path, 301, 157, halves(301, 157), IMG_SavePNG);
     int width = 0, height = 0, reduction = 0;
     SDL_Surface* ours = zwDecodeImage(path.c_str(), &width, &height, &reduction);
     SDL_Surface* loaded = IMG_Load(path.c_str());
@@ -79,9 +120,38 @@ TEST_F(CoverLoader, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
     SDL_FreeSurface(reference);
 
     // A BMP goes to SDL_image; found in the application's folder when the theme lacks it.
-    saved(dir.path() + "/cover.bmp", 40, 30, [](SDL_Surface* s, const char* p) { return SDL_SaveBMP(s, p); });
+    saved(dir.path() + "/cover.bmp", 40, 30, halves(40, 30), saveBmp);
     ZelmorSurface* bmp = LoadZelmorSurface("/nonexistent/", dir.path().c_str(), "cover.bmp");
     ASSERT_NE(bmp, nullptr);
     EXPECT_EQ(bmp->getWidth(), 40);
     delete bmp;
+}
+
+TEST_F(Covers, HugeDeclaredSizesAreRefusedAndACutFileDecodesAsFarAsItGoes) {
+    auto grey = [](int, int) { return 0xff606060u; };
+    std::string jpeg = saved(dir.path() + "/a.jpg", 16, 16, grey, saveJpeg);
+    std::string png = saved(dir.path() + "/a.png", 16, 16, grey, IMG_SavePNG);
+    std::string bmp = saved(dir.path() + "/a.bmp", 16, 16, grey, saveBmp);
+    // 60000 x 60000: 14 GB as pixels, 56 million even at 1/8.
+    const size_t frame = jpeg.find("\xff\xc0");
+    ASSERT_NE(frame, std::string::npos);
+    for (size_t at : {frame + 5, frame + 7})
+        patch(jpeg, at, 60000, 2, true);
+    for (size_t at : {16, 20})
+        patch(png, at, 60000, 4, true);
+    for (size_t at : {18, 22})
+        patch(bmp, at, 60000, 4, false);
+    for (const auto& [name, bytes] : {std::pair{"huge.jpg", jpeg}, {"huge.png", png}, {"huge.bmp", bmp}}) {
+        writeFile(dir.path() + "/" + name, bytes);
+        EXPECT_EQ(LoadZelmorSurface(dir.path().c_str(), "./", name), nullptr) << name;
+    }
+
+    std::string photo = saved(
+        dir.path() + "/photo.jpg", 3000, 2000,
+        [](int x, int y) { return 0xff000000u | (x * 7 + y * 13) % 0xffffff; }, saveJpeg);
+    writeFile(dir.path() + "/cut.jpg", photo.substr(0, photo.size() / 2));
+    ZelmorSurface* cut = LoadZelmorSurface(dir.path().c_str(), "./", "cut.jpg");
+    ASSERT_NE(cut, nullptr);
+    EXPECT_EQ(cut->getWidth(), 3000);
+    delete cut;
 }

@@ -5,15 +5,9 @@
 #include "playwindow/screen/music_play_window.h"
 #include "shmvar.h"
 
-#include <chrono>
-
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-long msSince(Clock::time_point start) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
-}
 
 // The screen over a stand-in of the library, a track at 100 s of 300 playing.
 class PlayKeys : public PlayerTest {
@@ -46,7 +40,7 @@ TEST_F(PlayKeys, PressesWithin200msSendOneSeekForTheWholeRun) {
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 1; })) << "the seek never went out";
     if (longestGap >= 200)
         GTEST_SKIP() << "the machine stretched a gap between presses to " << longestGap << " ms";
-    EXPECT_EQ(sent("seek", "ms"), std::vector<std::string>{"115000"});
+    EXPECT_EQ(sent("seek", "ms"), Words{"115000"});
 }
 
 TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
@@ -55,8 +49,7 @@ TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 1 && msSince(first) >= 250; }));
     press(SDLK_RIGHT);
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 2; }));
-    EXPECT_EQ(sent("seek", "ms"), (std::vector<std::string>{"105000", "110000"}))
-        << "each builds on the pending target";
+    EXPECT_EQ(sent("seek", "ms"), (Words{"105000", "110000"})) << "each builds on the pending target";
     EXPECT_EQ(sMusicPlayingStatus.seekHold.load(), 30) << "the hold starts again when the seek goes out";
 
     sMusicPlayingStatus.seekTarget.store(-1);
@@ -69,7 +62,7 @@ TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
     EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), 300);
     // One seek per direction, each with the target that stands when its timer fires.
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 4; }));
-    EXPECT_EQ(sent("seek", "ms"), (std::vector<std::string>{"105000", "110000", "300000", "300000"}));
+    EXPECT_EQ(sent("seek", "ms"), (Words{"105000", "110000", "300000", "300000"}));
 }
 
 TEST_F(PlayKeys, VolumeStepsByTenWithoutSendingSilenceAndXCyclesThePlayMode) {
@@ -79,13 +72,13 @@ TEST_F(PlayKeys, VolumeStepsByTenWithoutSendingSilenceAndXCyclesThePlayMode) {
         press(c[1]);
         EXPECT_EQ(gMusicVolume, c[2]) << c[0];
     }
-    EXPECT_EQ(sent("set_volume", "volume"), (std::vector<std::string>{"60", "100", "1", "1"}));
+    EXPECT_EQ(sent("set_volume", "volume"), (Words{"60", "100", "1", "1"}));
     // Sequence, random, repeat one; a mode that is no number sends nothing.
     for (std::string mode : {"0", "1", "2", "\"1\""}) {
         service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": " + mode + "}"});
         press(SDLK_x);
     }
-    EXPECT_EQ(sent("set_play_mode", "mode"), (std::vector<std::string>{"1", "2", "0"}));
+    EXPECT_EQ(sent("set_play_mode", "mode"), (Words{"1", "2", "0"}));
 }
 
 // Start and confirm toggle by the status, with the stay-alive marker; back and select
@@ -94,7 +87,7 @@ TEST_F(PlayKeys, VolumeStepsByTenWithoutSendingSilenceAndXCyclesThePlayMode) {
 TEST_F(PlayKeys, TogglingLeavingAndTheSwappedKeys) {
     EXPECT_EQ(access(MP_STAY_ALIVE_FILE, F_OK), 0) << "written on entry";
     EXPECT_EQ(press(SDLK_SPACE), 0);
-    EXPECT_EQ(sent(), std::vector<std::string>{"pause"});
+    EXPECT_EQ(sent(), Words{"pause"});
     EXPECT_NE(access(MP_STAY_ALIVE_FILE, F_OK), 0);
     setStatus("/m/song.flac", "paused", 100, 300);
     EXPECT_EQ(press(SDLK_RETURN), 0);
@@ -115,7 +108,7 @@ TEST_F(PlayKeys, TogglingLeavingAndTheSwappedKeys) {
     swapKeys();
     EXPECT_EQ(press(SDLK_RETURN), kWinResultClose);
     EXPECT_EQ(press(SDLK_ESCAPE), 0);
-    EXPECT_EQ(sent(), (std::vector<std::string>{"pause", "resume", "resume"})) << "leaving sends nothing";
+    EXPECT_EQ(sent(), (Words{"pause", "resume", "resume"})) << "leaving sends nothing";
 }
 
 TEST_F(PlayKeys, PausedTrackIgnoresSeekingAndSuspendedSystemLeaveMenuAndVolume) {
@@ -139,7 +132,7 @@ TEST_F(PlayKeys, PausedTrackIgnoresSeekingAndSuspendedSystemLeaveMenuAndVolume) 
     for (SDL_Keycode key : {SDLK_SPACE, SDLK_q, SDLK_w})
         press(key);
     EXPECT_TRUE(mWindow->mPosition == 0 && mWindow->mDuration == 0);
-    EXPECT_EQ(sent(), (std::vector<std::string>{"resume", "previous", "next"}));
+    EXPECT_EQ(sent(), (Words{"resume", "previous", "next"}));
 }
 
 TEST_F(PlayKeys, MenuKeyOpensThePopupWhosePlayPauseRowTogglesThisScreensTrack) {
@@ -150,5 +143,5 @@ TEST_F(PlayKeys, MenuKeyOpensThePopupWhosePlayPauseRowTogglesThisScreensTrack) {
     for (SDL_Keycode key : {SDLK_DOWN, SDLK_DOWN, SDLK_RETURN})
         PlayerTest::press(key);
     EXPECT_EQ(gUIWindows.size(), 2u);
-    EXPECT_EQ(sent(), std::vector<std::string>{"pause"});
+    EXPECT_EQ(sent(), Words{"pause"});
 }

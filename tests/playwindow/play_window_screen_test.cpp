@@ -38,10 +38,8 @@ protected:
     // A now-playing screen over a stand-in of the library, in place of any before it:
     // one analysis runs at a time, as on the device.
     MusicPlayWindow& open(bool idleMessage = false) {
-        while (!gUIWindows.empty()) {
-            delete gUIWindows.back();
-            gUIWindows.pop_back();
-        }
+        while (!gUIWindows.empty())
+            closeTop();
         gUIWindows = {new BaseScreen, new MusicPlayWindow(1, true, idleMessage)};
         return *static_cast<MusicPlayWindow*>(gUIWindows.back());
     }

@@ -16,8 +16,7 @@ protected:
         int result = action.dowork(nullptr);
         while (gUIWindows.size() > before) {
             EXPECT_EQ(gUIWindows.back()->mKind, 1) << "the now-playing screen";
-            delete gUIWindows.back();
-            gUIWindows.pop_back();
+            closeTop();
             ++opened;
         }
         return result;
@@ -38,7 +37,7 @@ TEST_F(TransportTest, DirectoryRowsSendTheFolderOnlyWhenItChangesAndReplayOnlyWh
     setStatus("/music/a/two.mp3", "paused");
     activate("/music/a/two.mp3"); // a paused one is asked for again
     EXPECT_EQ(sent(nullptr, "path"),
-              (std::vector<std::string>{"/music/a", "/music/a/one.mp3", "/music/a/two.mp3", "/music/a/two.mp3"}));
+              (Words{"/music/a", "/music/a/one.mp3", "/music/a/two.mp3", "/music/a/two.mp3"}));
     EXPECT_EQ(opened, 4u);
     // A folder the service refuses opens nothing and is not remembered.
     service.stop();
@@ -62,8 +61,8 @@ TEST_F(TransportTest, OtherListsPathsWithoutDotOrSlashPopupsAndPlayPause) {
     EXPECT_EQ(play_pause_player_in_playwindow(nullptr), kWinResultClose);
     setStatus("/m/a.mp3", "playing");
     EXPECT_EQ(play_pause_player_in_playwindow(nullptr), kWinResultClose);
-    EXPECT_EQ(sent(), (std::vector<std::string>{"play_file_in_recent_list", "play_file_in_playlist",
-                                                "play_file_in_favorite", "resume", "pause"}));
+    EXPECT_EQ(sent(), (Words{"play_file_in_recent_list", "play_file_in_playlist", "play_file_in_favorite",
+                             "resume", "pause"}));
 
     MusicFileAction popup("/p/z.mp3", kActionTypeFile, ListTypePlaylist, true);
     EXPECT_EQ(popup.dowork(nullptr), kWinResultPopup);

@@ -10,10 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -123,8 +121,6 @@ TEST_F(WireTest, QueriesReadTheirNumberMemberAndFavouritesTheirStringPaths) {
         modes += std::to_string(getPlayMode()) + " ";
     }
     EXPECT_EQ(modes, "2 -1 -1 -1 ");
-    service.script("get_current_list_type", Reply{ReplyKind::Json, "{\"listtype\": 4}"});
-    EXPECT_EQ(getCurrentListType(), 4);
     // Elements without a string path are skipped; a reply that is no JSON leaves the
     // list alone, one without "list" empties it.
     std::string lists;

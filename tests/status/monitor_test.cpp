@@ -8,9 +8,9 @@
 #include <SDL2/SDL.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <thread>
 
 namespace {
 
@@ -25,15 +25,11 @@ std::string record() {
 }
 
 // Status ticks (user event code 25) waiting in the queue, taken out of it.
-int tickEvents() {
-    SDL_Event events[64];
-    int total = 0, got;
+long tickEvents() {
+    SDL_Event events[1024];
     SDL_PumpEvents();
-    while ((got = SDL_PeepEvents(events, 64, SDL_GETEVENT, SDL_USEREVENT, SDL_USEREVENT)) > 0) {
-        for (int i = 0; i < got; ++i)
-            total += events[i].user.code == 25;
-    }
-    return total;
+    int got = std::max(SDL_PeepEvents(events, 1024, SDL_GETEVENT, SDL_USEREVENT, SDL_USEREVENT), 0);
+    return std::count_if(events, events + got, [](const SDL_Event& e) { return e.user.code == 25; });
 }
 
 class MonitorTest : public testing::Test {

@@ -3,6 +3,7 @@
 #include "base/fd_io.h"
 #include "service/protocol/frame.h"
 
+#include <algorithm>
 #include <cjson/cJSON.h>
 #include <cstring>
 #include <poll.h>
@@ -57,6 +58,11 @@ std::vector<std::string> FakeService::commands() {
     for (const auto& frame : frames())
         words.push_back(frame.cmd);
     return words;
+}
+
+size_t FakeService::count(const std::string& cmd) {
+    auto words = commands();
+    return static_cast<size_t>(std::count(words.begin(), words.end(), cmd));
 }
 
 void FakeService::serve() {

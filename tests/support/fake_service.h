@@ -46,6 +46,8 @@ public:
 
     std::vector<RecordedFrame> frames();
     std::vector<std::string> commands();
+    // Frames with that command word received so far.
+    size_t count(const std::string& cmd);
 
 private:
     void serve();

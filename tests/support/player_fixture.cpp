@@ -81,11 +81,8 @@ void PlayerTest::SetUp() {
 
 void PlayerTest::TearDown() {
     service.stop();
-    // Top first, as the loop would close them.
-    while (!gUIWindows.empty()) {
-        delete gUIWindows.back();
-        gUIWindows.pop_back();
-    }
+    while (!gUIWindows.empty())
+        closeTop();
     gWinList = nullptr;
     if (gShmInfo.table)
         SetKeyShm(&gShmInfo, kShmKeySwapButtons, 0);
@@ -115,7 +112,7 @@ void PlayerTest::setStatus(const std::string& path, const std::string& state, in
     pthread_mutex_unlock(&sMusicPlayingStatusLock);
 }
 
-std::vector<std::string> PlayerTest::sent(const char* cmd, const char* member) {
+Words PlayerTest::sent(const char* cmd, const char* member) {
     noarg_cmd("test-mark");
     ++marks;
     EXPECT_TRUE(waitUntil([&] { return static_cast<long>(count("test-mark")) == marks; }))
@@ -134,25 +131,8 @@ std::vector<std::string> PlayerTest::sent(const char* cmd, const char* member) {
     return values;
 }
 
-size_t PlayerTest::count(const std::string& cmd) {
-    auto words = service.commands();
-    return static_cast<size_t>(std::count(words.begin(), words.end(), cmd));
-}
-
-void PlayerTest::tick() {
-    SDL_Event event;
-    SDL_zero(event);
-    event.type = SDL_USEREVENT;
-    event.user.code = 25;
-    SDL_PushEvent(&event);
-}
-
 int PlayerTest::press(SDL_Keycode key, ZelmorWindow* window) {
-    SDL_Event event;
-    SDL_zero(event);
-    event.type = SDL_KEYDOWN;
-    event.key.keysym.sym = key;
-    SDL_PushEvent(&event);
+    SDL_Event event = pushEvent(SDL_KEYDOWN, key);
     int result = 0;
     EXPECT_TRUE(waitUntil([&] {
         result = window ? window->eventHandling() : step();

@@ -10,6 +10,7 @@
 #include "app/shared/language_table.h"
 #include "base/device_paths.h"
 #include "fake_service.h"
+#include "push_event.h"
 #include "scratch_dir.h"
 #include "screen_fixture.h"
 #include "service/file_actions/library_refresh.h"
@@ -33,6 +34,9 @@ void solidPng(const std::string& path, int w, int h, Uint32 argb);
 // Effect folders named in the catalogue (under the effects directory).
 void listEffects(const std::vector<std::string>& names);
 
+// Command words or members of what the service received, in order.
+using Words = std::vector<std::string>;
+
 class PlayerTest : public ScreenTest {
 protected:
     void SetUp() override;
@@ -44,12 +48,12 @@ protected:
     // arrived behind it: the member (as text, "" when missing) of each frame with that
     // command word, or of every frame but the play mode query of each now-playing frame.
     // The default is the command words.
-    std::vector<std::string> sent(const char* cmd = nullptr, const char* member = "cmd");
+    Words sent(const char* cmd = nullptr, const char* member = "cmd");
     // Frames with that command word received so far, without waiting.
-    size_t count(const std::string& cmd);
+    size_t count(const std::string& cmd) { return service.count(cmd); }
 
     // A wake-up as the status monitor sends it: the next wait for input ends at once.
-    static void tick();
+    static void tick() { pushEvent(SDL_USEREVENT); }
     // One pass of the window loop on the player's stack.
     static int step() { return runWindowsStep(gUIWindows); }
     // Runs the loop, a status tick each pass, until the condition holds.
@@ -66,6 +70,14 @@ protected:
     static int press(SDL_Keycode key, ZelmorWindow* window = nullptr);
     // One frame as the loop draws it: the screen cleared, then the window.
     static void frame(ZelmorWindow& window);
+    // Deletes the top window, as the loop closes it.
+    static void closeTop() {
+        delete gUIWindows.back();
+        gUIWindows.pop_back();
+    }
+
+    // The library's track t<i>.mp3 (the tests that use it make it).
+    std::string track(int i) const { return library + "/t" + std::to_string(i) + ".mp3"; }
 
     ScratchDir scratch{"player"};
     std::string library;

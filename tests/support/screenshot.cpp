@@ -19,7 +19,8 @@ SurfacePtr loadArgb(const std::string& path) {
                       &SDL_FreeSurface);
 }
 
-// The largest difference of the two pixels in one channel.
+} // namespace
+
 int channelDistance(Uint32 a, Uint32 b) {
     int worst = 0;
     for (int shift = 0; shift < 32; shift += 8)
@@ -27,8 +28,6 @@ int channelDistance(Uint32 a, Uint32 b) {
             worst, std::abs(static_cast<int>((a >> shift) & 0xff) - static_cast<int>((b >> shift) & 0xff)));
     return worst;
 }
-
-} // namespace
 
 std::vector<Uint32> readTargetPixels(int x, int y, int w, int h) {
     std::vector<Uint32> pixels(static_cast<size_t>(w) * h);

@@ -11,6 +11,9 @@
 // Reads the current render target's pixels (ARGB8888), w x h from the top left.
 std::vector<Uint32> readTargetPixels(int x, int y, int w, int h);
 
+// The largest difference of two ARGB pixels in one channel.
+int channelDistance(Uint32 a, Uint32 b);
+
 // Saves the whole 1280x720 screen as <build>/gallery/<name>.png; false on failure.
 bool saveScreenshot(const std::string& name);
 

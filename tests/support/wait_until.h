@@ -17,3 +17,9 @@ template <typename Condition> bool waitUntil(Condition condition, int timeoutMs 
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
+
+// Milliseconds since start on the steady clock.
+inline long msSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
+        .count();
+}

@@ -6,13 +6,8 @@
 #include "screen_fixture.h"
 #include "wait_until.h"
 
-#include <SDL2/SDL.h>
-#include <gtest/gtest.h>
-
 #include <atomic>
-#include <cstring>
 #include <fcntl.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -35,17 +30,6 @@ bool reachFolder(FileBrowserMenu& menu, const std::string& folder) {
         menu.eventHandling();
         return menu.getCurrentDir() == folder && !menu.isLoading();
     });
-}
-
-// Holds the loader inside file_handler at "gate.mp3" until the test opens the gate:
-// 1 while it waits there, 2 once it may go on.
-std::atomic<int> sGate{0};
-
-void gate(const char* name) {
-    if (strcmp(name, "gate.mp3") != 0)
-        return;
-    sGate = 1;
-    waitUntil([] { return sGate == 2; });
 }
 
 // Reaches into the list as the window thread does: the freeing of replaced rows that
@@ -152,12 +136,11 @@ TEST_F(BrowserTest, LoaderThreadFillsAHugeFolderWhileTheWindowThreadWorks) {
 TEST_F(BrowserTest, ALaterLoadWinsOverALoaderStillReading) {
     make({"gate.mp3", "other.mp3", "sub/", "sub/inside.mp3"});
     FileBrowserMenu menu(root.c_str(), nullptr, nullptr, nullptr, 6, 0);
-    sGate = 0;
-    gHandlerHook = gate;
+    armGate("gate.mp3");
     std::thread loader([&] { menu.LoadDir(); });
-    EXPECT_TRUE(waitUntil([] { return sGate == 1; }));
+    EXPECT_TRUE(waitUntil([] { return gGate == 1; }));
     menu.enterFolder(root + "/sub", std::string());
-    sGate = 2;
+    gGate = 2;
     loader.join();
     gHandlerHook = nullptr;
     EXPECT_STREQ(menu.getCurrentDir(), (root + "/sub").c_str());

@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 TEST(LoadContent, ReadsFilesOfChangingSizeThroughOneReusedPointer) {
     char* text = nullptr;
     EXPECT_LT(loadContent("/nonexistent", nullptr, &text), 0);

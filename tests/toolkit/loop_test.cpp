@@ -1,37 +1,20 @@
 // The wait for input, the shared key table, and gamepads through SDL's virtual joystick.
 // The loop's results are exercised by every screen test that steps the real loop, and
 // closing the window by the lifecycle tests, which end the program with SIGTERM.
-#include "base/user_events.h"
+#include "push_event.h"
 #include "screen_fixture.h"
 #include "shmvar.h"
+#include "wait_until.h"
 
-#include <chrono>
 #include <cstdlib>
 
 namespace {
 
-void push(Uint32 type, SDL_Keycode key) {
-    SDL_Event event;
-    SDL_zero(event);
-    event.type = type;
-    event.key.keysym.sym = key;
-    event.user.code = type == SDL_USEREVENT ? USER_EVENT_STATUS_TICK : 0;
-    SDL_PushEvent(&event);
-}
-
-long elapsedMs(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
-        .count();
-}
-
 // The next key that wait_event reports within the deadline, or kKeyNone.
 int nextKey(int timeoutMs = 5000) {
-    auto start = std::chrono::steady_clock::now();
-    while (elapsedMs(start) < timeoutMs) {
-        if (int key = wait_event(nullptr))
-            return key;
-    }
-    return kKeyNone;
+    int key = kKeyNone;
+    waitUntil([&] { return (key = wait_event(nullptr)) != kKeyNone; }, timeoutMs);
+    return key;
 }
 
 } // namespace
@@ -40,24 +23,24 @@ int nextKey(int timeoutMs = 5000) {
 TEST_F(ScreenTest, WaitEndsOnTickAndKeysAndOtherwiseKeepsTheFrameRate) {
     setZelmorWindowFps(1, 1);
     wait_event(nullptr); // start a frame
-    push(SDL_USEREVENT, 0);
+    pushEvent(SDL_USEREVENT);
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(wait_event(nullptr), kKeyNone);
-    EXPECT_LT(elapsedMs(start), 500) << "the status tick ends the wait of a one-second frame";
+    EXPECT_LT(msSince(start), 500) << "the status tick ends the wait of a one-second frame";
     for (auto [key, code] : {std::pair{SDLK_RETURN, kKeyPrimary},
                              {SDLK_BACKSPACE, kKeySecondary},
                              {SDLK_1, kKeyL2},
                              {SDLK_y, kKeyY}}) {
-        push(SDL_KEYDOWN, key);
+        pushEvent(SDL_KEYDOWN, key);
         EXPECT_EQ(wait_event(nullptr), code) << SDL_GetKeyName(key);
-        push(SDL_KEYUP, key);
+        pushEvent(SDL_KEYUP, key);
     }
     setZelmorWindowFps(60, 60);
     wait_event(nullptr);
     start = std::chrono::steady_clock::now();
     for (int i = 0; i < 30; ++i)
         EXPECT_EQ(wait_event(nullptr), kKeyNone);
-    EXPECT_GT(elapsedMs(start), 30 * 12) << "an idle loop waits for its frames";
+    EXPECT_GT(msSince(start), 30 * 12) << "an idle loop waits for its frames";
 }
 
 TEST(SharedKeys, AnotherProcessSetsTheSwapKey) {

@@ -1,12 +1,29 @@
 #include "menu_glue.h"
 
 #include "base/user_events.h"
+#include "wait_until.h"
 
 #include <cstring>
 #include <strings.h>
 
 void (*gHandlerHook)(const char* name) = nullptr;
 ZelmorSurface* gTestAudioIcon = nullptr;
+std::atomic<int> gGate{0};
+
+namespace {
+std::string sGateName;
+}
+
+void armGate(const std::string& name) {
+    gGate = 0;
+    sGateName = name;
+    gHandlerHook = [](const char* row) {
+        if (sGateName.empty() || sGateName == row) {
+            gGate = 1;
+            waitUntil([] { return gGate == 2; });
+        }
+    };
+}
 
 namespace {
 

@@ -5,7 +5,6 @@
 #include "wait_until.h"
 #include "zinternal.h"
 
-#include <atomic>
 #include <gtest/gtest.h>
 
 TEST(NavTrail, NamesTheFoldersBelowTheRootAndAWholePathOutsideIt) {
@@ -28,10 +27,6 @@ TEST(NavTrail, NamesTheFoldersBelowTheRootAndAWholePathOutsideIt) {
         EXPECT_EQ(zwNavTrail(c.root, c.dir), c.trail) << c.root << " " << c.dir;
 }
 
-namespace {
-std::atomic<int> sGate{0}; // 1 while the loader waits in the handler, 2 to let it go on
-}
-
 TEST(NavTrail, FollowsTheRowsNotTheFolderBeingRead) {
     ASSERT_EQ(SDL_Init(SDL_INIT_EVENTS | SDL_INIT_TIMER), 0);
     ScratchDir scratch("trail");
@@ -42,15 +37,12 @@ TEST(NavTrail, FollowsTheRowsNotTheFolderBeingRead) {
     EXPECT_EQ(menu.shownDir(), albums);
 
     // Going up is read on the loader thread, held here until the test has looked.
-    gHandlerHook = [](const char*) {
-        sGate = 1;
-        waitUntil([] { return sGate == 2; });
-    };
+    armGate("");
     EXPECT_EQ(menu.handleKey(kKeySecondary), 0);
-    ASSERT_TRUE(waitUntil([] { return sGate == 1; }));
+    ASSERT_TRUE(waitUntil([] { return gGate == 1; }));
     EXPECT_EQ(std::string(menu.getCurrentDir()), root);
     EXPECT_EQ(menu.shownDir(), albums) << "the old rows are still on screen";
-    sGate = 2;
+    gGate = 2;
     EXPECT_TRUE(waitUntil([&] { return menu.shownDir() == root; }));
     menu.cancelLoads();
     gHandlerHook = nullptr;

@@ -1,10 +1,10 @@
 // The rows of a folder and their actions live in a block of storage of their own, which
 // goes back whole once the folder is left and its rows are freed.
 #include "menu_glue.h"
+#include "push_event.h"
 #include "scratch_dir.h"
 #include "zinternal.h"
 
-#include <SDL2/SDL.h>
 #include <gtest/gtest.h>
 
 namespace {
@@ -12,11 +12,7 @@ namespace {
 // A pass of the list's input, ended at once by a status tick: the list frees the rows
 // it replaced before it waits.
 void passOfInput(FileBrowserMenu& menu) {
-    SDL_Event tick;
-    SDL_zero(tick);
-    tick.type = SDL_USEREVENT;
-    tick.user.code = 25;
-    SDL_PushEvent(&tick);
+    pushEvent(SDL_USEREVENT);
     menu.eventHandling();
 }
 
