@@ -17,7 +17,9 @@ protected:
     void SetUp() override {
         PlayerTest::SetUp();
         service.stop(); // the real service takes the socket's name
+        // No state of an earlier run: a remembered track would start the service paused.
         removeTree(MP_SERVICE_DIR);
+        removeTree(MP_SERVICE_DATA_DIR);
         gUserPath = demoLibraryDir();
         ASSERT_EQ(startMusicService(&real), 0) << serviceLog(real);
         sMusicThreadRunning.store(true, std::memory_order_release);

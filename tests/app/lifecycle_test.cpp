@@ -52,8 +52,9 @@ protected:
                 execBuildProgram(MP_PLAYER_BINARY, args);
             _exit(127);
         }
-        if (std::string(videoDriver) == "dummy")
+        if (std::string(videoDriver) == "dummy") {
             ASSERT_TRUE(waitUntil([&] { return logged("runWindows "); })) << readFile(mLog);
+        }
     }
     bool logged(const std::string& text) { return readFile(mLog).find(text) != std::string::npos; }
     // Waits for the player to end, after a SIGTERM (as closing its window) when asked;
