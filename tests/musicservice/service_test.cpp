@@ -41,9 +41,7 @@ bool ServiceTest::at(const std::string& path, int from, int to) {
 }
 
 testing::AssertionResult ServiceTest::after(int sent, const std::string& path, const std::string& state) {
-    if (sent <= 0)
-        return testing::AssertionFailure() << "not sent";
-    return shows(path, state);
+    return sent > 0 ? shows(path, state) : testing::AssertionFailure() << "not sent";
 }
 
 testing::AssertionResult ServiceTest::shows(const std::string& path, const std::string& state) {
