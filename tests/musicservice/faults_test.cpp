@@ -6,16 +6,12 @@
 // time (the fixture's TearDown). That the status file is replaced whole, never written in
 // place, the other tests' waits for its rewrites (a new file each) show.
 #include "base/device_paths.h"
+#include "base/fd_io.h"
 #include "fake_service.h"
-#include "scratch_dir.h"
-#include "service/client/commands.h"
-#include "service/client/wire.h"
 #include "service/protocol/frame.h"
 #include "service_test.h"
-#include "wait_until.h"
 
 #include <atomic>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -70,8 +66,7 @@ TEST_F(FaultTest, EveryKindOfBadFrameOrRequestIsDroppedAndChangesNothing) {
     };
     for (const auto& [bytes, line] : cases) {
         int fd = connectService();
-        ASSERT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()))
-            << line;
+        ASSERT_TRUE(sendFully(fd, bytes.data(), bytes.size())) << line;
         EXPECT_TRUE(closedByService(fd, kWaitMs)) << line;
         close(fd);
         expectUndisturbed();
@@ -84,11 +79,9 @@ TEST_F(FaultTest, StalledSilentVanishingAndForeignClientsHoldUpNoOne) {
     std::vector<int> stalled;
     const std::string whole = expectedFrame("{\"cmd\":\"pause\"}");
     for (int i = 0; i < 20; ++i) {
-        int fd = connectService();
         // Nothing, half a header, a header alone, a header and half the body.
-        size_t cut = std::vector<size_t>{0, 4, 8, 14}[i % 4];
-        ASSERT_EQ(send(fd, whole.data(), cut, MSG_NOSIGNAL), static_cast<ssize_t>(cut));
-        stalled.push_back(fd);
+        stalled.push_back(connectService());
+        ASSERT_TRUE(sendFully(stalled.back(), whole.data(), std::vector<size_t>{0, 4, 8, 14}[i % 4]));
     }
     // Clients that leave before a byte of their 400 kB reply is read.
     std::string favorites;

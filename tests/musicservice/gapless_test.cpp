@@ -4,11 +4,7 @@
 // slow to open (a large cover) and the hand-over comes right after a start or a seek;
 // every cut the listener makes fades instead of clicking; and a device that goes away is
 // noticed and replaced.
-#include "scratch_dir.h"
-#include "service/client/commands.h"
-#include "service/client/wire.h"
 #include "service_test.h"
-#include "wait_until.h"
 
 #include <algorithm>
 #include <atomic>

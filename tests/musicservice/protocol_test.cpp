@@ -2,12 +2,8 @@
 // own client functions; what each command does is read back from the status file with
 // the front end's status code.
 #include "base/device_paths.h"
-#include "scratch_dir.h"
-#include "service/client/commands.h"
-#include "service/client/wire.h"
 #include "service_test.h"
 #include "status/track_dump.h"
-#include "wait_until.h"
 
 #include <algorithm>
 #include <sys/stat.h>

@@ -1,9 +1,6 @@
 #include "service_test.h"
 
 #include "base/device_paths.h"
-#include "scratch_dir.h"
-#include "service/client/commands.h"
-#include "service/client/wire.h"
 
 #include <cstdio>
 #include <sys/wait.h>
