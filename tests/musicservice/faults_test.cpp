@@ -6,16 +6,12 @@
 // time (the fixture's TearDown). That the status file is replaced whole, never written in
 // place, the other tests' waits for its rewrites (a new file each) show.
 #include "base/device_paths.h"
+#include "base/fd_io.h"
 #include "fake_service.h"
-#include "scratch_dir.h"
-#include "service/client/commands.h"
-#include "service/client/wire.h"
 #include "service/protocol/frame.h"
 #include "service_test.h"
-#include "wait_until.h"
 
 #include <atomic>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -64,16 +60,13 @@ TEST_F(FaultTest, EveryKindOfBadFrameOrRequestIsDroppedAndChangesNothing) {
         {expectedFrame("{\"cmd\":7}"), "without a \"cmd\" string"},
         {expectedFrame("{\"cmd\":\"self_destruct\"}"), "unknown command \"self_destruct\""},
         {expectedFrame("{\"cmd\":\"seek\",\"ms\":null}"), "\"seek\" needs the number member \"ms\""},
-        {expectedFrame("{\"cmd\":\"set_play_mode\",\"mode\":\"1\"}"),
-         "\"set_play_mode\" needs the number member"},
         {expectedFrame("{\"cmd\":\"set_play_mode\",\"mode\":9}"), "no play mode 9"},
         {expectedFrame("{\"cmd\":\"play_file_in_dir\",\"path\":[]}"), "needs the string member"},
         {expectedFrame("{\"cmd\":\"set_play_dir\"}"), "\"set_play_dir\" needs the string member"},
     };
     for (const auto& [bytes, line] : cases) {
         int fd = connectService();
-        ASSERT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()))
-            << line;
+        ASSERT_TRUE(sendFully(fd, bytes.data(), bytes.size())) << line;
         EXPECT_TRUE(closedByService(fd, kWaitMs)) << line;
         close(fd);
         expectUndisturbed();
@@ -86,11 +79,9 @@ TEST_F(FaultTest, StalledSilentVanishingAndForeignClientsHoldUpNoOne) {
     std::vector<int> stalled;
     const std::string whole = expectedFrame("{\"cmd\":\"pause\"}");
     for (int i = 0; i < 20; ++i) {
-        int fd = connectService();
         // Nothing, half a header, a header alone, a header and half the body.
-        size_t cut = std::vector<size_t>{0, 4, 8, 14}[i % 4];
-        ASSERT_EQ(send(fd, whole.data(), cut, MSG_NOSIGNAL), static_cast<ssize_t>(cut));
-        stalled.push_back(fd);
+        stalled.push_back(connectService());
+        ASSERT_TRUE(sendFully(stalled.back(), whole.data(), std::vector<size_t>{0, 4, 8, 14}[i % 4]));
     }
     // Clients that leave before a byte of their 400 kB reply is read.
     std::string favorites;
@@ -200,8 +191,7 @@ TEST_F(FaultTest, FilesThatBlockVanishShrinkOrCarryAHugeCoverNeverHoldThePlayer)
     EXPECT_NE(access(MP_MUSIC_COVER_FILE, F_OK), 0);
     EXPECT_TRUE(logged("(8000 x 8000) is too large"));
     EXPECT_LT(peakKb() - before, 32 * 1024) << "the picture was decoded";
-    ASSERT_TRUE(playInDir(mPath));
-    expectUndisturbed();
+    EXPECT_TRUE(playInDir(mPath));
 }
 
 TEST_F(FaultTest, PlantedSymlinksAreNeverWrittenThroughAndAFolderOthersCanWriteIsRefused) {

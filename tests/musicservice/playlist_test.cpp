@@ -26,10 +26,8 @@ protected:
     // A folder of count tracks "01.flac" ... selected at the first one.
     std::vector<std::string> folderOf(int count) {
         std::vector<std::string> paths;
-        for (int i = 1; i <= count; ++i) {
-            paths.push_back(mDir + (i < 10 ? "/0" : "/") + std::to_string(i) + ".flac");
-            writeFile(paths.back(), "x");
-        }
+        for (int i = 1; i <= count; ++i)
+            writeFile(paths.emplace_back(mDir + (i < 10 ? "/0" : "/") + std::to_string(i) + ".flac"), "");
         EXPECT_EQ(playlistSetDir(mDir.c_str()), count);
         EXPECT_EQ(playlistSelect(ListTypeDir, paths[0].c_str()), 0);
         return paths;
@@ -51,10 +49,8 @@ protected:
 TEST_F(PlaylistTest, FolderListHoldsTheMusicFilesInTheLibrarysOrder) {
     // The library shows only lower-case suffixes; hidden files, folders, FIFOs and links
     // to anything but a regular file are no tracks.
-    for (const char* name : {"track10.mp3", "Track2.flac", "track1.wav", "b.ape", "A.dsf", "c.wma",
-                             "upper.MP3", "cover.jpg", ".hidden.mp3", "noext"})
-        writeFile(mDir + "/" + name, "x");
-    makeDirs(mDir + "/folder.mp3");
+    makeEntries(mDir, {"track10.mp3", "Track2.flac", "track1.wav", "b.ape", "A.dsf", "c.wma", "upper.MP3",
+                       "cover.jpg", ".hidden.mp3", "noext", "folder.mp3/"});
     ASSERT_EQ(mkfifo((mDir + "/fifo.mp3").c_str(), 0644), 0);
     ASSERT_EQ(symlink("track1.wav", (mDir + "/link.flac").c_str()), 0);
     ASSERT_EQ(symlink("fifo.mp3", (mDir + "/pipe.mp3").c_str()), 0);
@@ -153,8 +149,7 @@ TEST_F(PlaylistTest, M3uListsAndTheRecentListsLimits) {
     EXPECT_EQ(playlistSaveRecent(), 1);
     playlistNoteStarted("/x/" + std::to_string(kRecentMax + 4) + ".mp3");
     EXPECT_EQ(playlistSaveRecent(), 0);
-    playlistReset();
-    playlistInit((mScratch.path() + "/data").c_str());
+    SetUp(); // a restart, which reads the list back
     std::vector<std::string> recent = playlistRecent();
     ASSERT_EQ(recent.size(), kRecentMax);
     EXPECT_EQ(recent[0], "/x/" + std::to_string(kRecentMax + 4) + ".mp3");

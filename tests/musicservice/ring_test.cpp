@@ -9,14 +9,11 @@
 
 namespace {
 
-// count stereo frames numbered from first (wrapping at 30000): left n, right -n.
-std::vector<int16_t> frames(int first, uint32_t count) {
+// count stereo frames numbered from first: left n, right -n.
+std::vector<int16_t> frames(int16_t first, int16_t count) {
     std::vector<int16_t> data;
-    for (uint32_t i = 0; i < count; ++i) {
-        int value = (first + static_cast<int>(i)) % 30000;
-        data.push_back(static_cast<int16_t>(value));
-        data.push_back(static_cast<int16_t>(-value));
-    }
+    for (int16_t n = first; n < first + count; ++n)
+        data.insert(data.end(), {n, static_cast<int16_t>(-n)});
     return data;
 }
 

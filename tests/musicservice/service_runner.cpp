@@ -7,20 +7,19 @@
 #include "service/client/commands.h"
 #include "status/track_dump.h"
 
+#include <chrono>
 #include <cjson/cJSON.h>
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 #include <utility>
 
 long monotonicMs() {
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<long>(now.tv_sec) * 1000L + now.tv_nsec / 1000000L;
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
 const char* demoLibraryDir() {
@@ -69,10 +68,8 @@ int stopMusicService(ServiceProcess* service, int timeoutMs) {
         return -1;
     kill(service->pid, SIGTERM);
     int status = waitMusicServiceExit(service, timeoutMs);
-    if (status < 0) {
-        kill(service->pid, SIGKILL);
+    if (status < 0 && kill(service->pid, SIGKILL) == 0)
         status = waitMusicServiceExit(service, timeoutMs);
-    }
     service->pid = -1;
     return status;
 }
@@ -104,14 +101,10 @@ bool waitForStatus(const std::function<bool(const MusicPlayingStatus&)>& conditi
     return waitUntil([&] { return readStatusRecord(record) && condition(*record); }, timeoutMs);
 }
 
-namespace {
-
-ino_t statusInode() {
+static ino_t statusInode() {
     struct stat info;
     return stat(MP_STATUS_FILE, &info) == 0 ? info.st_ino : 0;
 }
-
-} // namespace
 
 bool waitForStatusRewrites(int count, int timeoutMs) {
     ino_t last = statusInode();
@@ -132,13 +125,10 @@ int statusRewritesDuring(int ms, const std::function<void()>& meanwhile) {
 }
 
 bool closedByService(int fd, int timeoutMs) {
-    char buffer[4096];
-    return waitUntil(
-        [&] {
-            struct pollfd pfd = {fd, POLLIN, 0};
-            return poll(&pfd, 1, 10) > 0 && read(fd, buffer, sizeof(buffer)) <= 0;
-        },
-        timeoutMs);
+    char bytes[4096];
+    struct pollfd readable = {fd, POLLIN, 0};
+    return waitUntil([&] { return poll(&readable, 1, 10) > 0 && read(fd, bytes, sizeof bytes) <= 0; },
+                     timeoutMs);
 }
 
 int runFfmpeg(const std::string& arguments) {

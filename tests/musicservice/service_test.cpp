@@ -1,9 +1,6 @@
 #include "service_test.h"
 
 #include "base/device_paths.h"
-#include "scratch_dir.h"
-#include "service/client/commands.h"
-#include "service/client/wire.h"
 
 #include <cstdio>
 #include <sys/wait.h>
@@ -41,9 +38,7 @@ bool ServiceTest::at(const std::string& path, int from, int to) {
 }
 
 testing::AssertionResult ServiceTest::after(int sent, const std::string& path, const std::string& state) {
-    if (sent <= 0)
-        return testing::AssertionFailure() << "not sent";
-    return shows(path, state);
+    return sent > 0 ? shows(path, state) : testing::AssertionFailure() << "not sent";
 }
 
 testing::AssertionResult ServiceTest::shows(const std::string& path, const std::string& state) {

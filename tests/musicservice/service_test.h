@@ -4,7 +4,13 @@
 // log when the test failed.
 #pragma once
 
+// Its users drive the service through the client's commands and wait for what follows, so
+// those headers come with it.
+#include "scratch_dir.h"
+#include "service/client/commands.h"
+#include "service/client/wire.h"
 #include "service_runner.h"
+#include "wait_until.h"
 
 #include <gtest/gtest.h>
 
