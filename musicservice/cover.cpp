@@ -1,9 +1,13 @@
 #include "musicservice/cover.h"
 
+#include "musicservice/folder_cover.h"
+#include "musicservice/music_folder.h"
 #include "zcommon.h"
 
+#include <cstring>
 #include <deque>
 #include <pthread.h>
+#include <sys/stat.h>
 #include <time.h>
 
 extern "C" {
@@ -16,6 +20,7 @@ extern "C" {
 
 struct CoverJob {
     std::string path;
+    // Null for a track without a picture of its own: its folder's image is looked for.
     AVPacket* picture = nullptr;
     AVCodecParameters* parameters = nullptr;
     // Under sCoverLock.
@@ -36,6 +41,11 @@ std::deque<std::weak_ptr<CoverJob>> sQueue;
 bool sCoverRunning = false;
 pthread_t sCoverThread;
 bool sCoverStarted = false;
+
+// The cover thread's own: the last folder image made (its path and what stat says of it)
+// and its PNG, so that the tracks of an album read and decode their folder's image once.
+std::string sFolderImageKey;
+std::string sFolderImagePng;
 
 const AVStream* attachedPicture(AVFormatContext* format) {
     for (unsigned i = 0; i < format->nb_streams; ++i) {
@@ -152,6 +162,47 @@ std::string makePng(const CoverJob& job) {
     return png;
 }
 
+// The PNG of a folder image, refused like an embedded picture: by its header's pixel
+// count before it is decoded.
+std::string folderImagePng(const std::string& image) {
+    CoverJob job;
+    job.path = image;
+    std::string bytes;
+    ImageKind kind;
+    int width = 0, height = 0;
+    if (readImageFile(image, kCoverMaxFileBytes, &bytes) < 0)
+        return "";
+    if (readImageHeader(bytes, &kind, &width, &height) < 0) {
+        tprintf("musicservice: the cover %s is left out: not a PNG or JPEG picture\n", image.c_str());
+        return "";
+    }
+    job.picture = av_packet_alloc();
+    job.parameters = avcodec_parameters_alloc();
+    if (!job.picture || !job.parameters || av_new_packet(job.picture, static_cast<int>(bytes.size())) < 0)
+        return "";
+    memcpy(job.picture->data, bytes.data(), bytes.size());
+    job.parameters->codec_type = AVMEDIA_TYPE_VIDEO;
+    job.parameters->codec_id = kind == kImagePng ? AV_CODEC_ID_PNG : AV_CODEC_ID_MJPEG;
+    job.parameters->width = width;
+    job.parameters->height = height;
+    return makePng(job);
+}
+
+std::string folderCoverPng(const std::string& track) {
+    std::string image = findFolderImage(folderOf(track));
+    struct stat info;
+    if (image.empty() || stat(image.c_str(), &info) < 0)
+        return "";
+    std::string key = image + "|" + std::to_string(info.st_dev) + "|" + std::to_string(info.st_ino) + "|" +
+                      std::to_string(info.st_size) + "|" + std::to_string(info.st_mtim.tv_sec) + "." +
+                      std::to_string(info.st_mtim.tv_nsec);
+    if (key != sFolderImageKey) {
+        sFolderImagePng = folderImagePng(image);
+        sFolderImageKey = key;
+    }
+    return sFolderImagePng;
+}
+
 void* coverThread(void*) {
     pthread_mutex_lock(&sCoverLock);
     while (sCoverRunning) {
@@ -164,7 +215,7 @@ void* coverThread(void*) {
         if (!job)
             continue;
         pthread_mutex_unlock(&sCoverLock);
-        std::string png = makePng(*job);
+        std::string png = job->picture ? makePng(*job) : folderCoverPng(job->path);
         pthread_mutex_lock(&sCoverLock);
         job->png.swap(png);
         job->done = true;
@@ -203,16 +254,17 @@ int coverStop() {
 }
 
 std::shared_ptr<CoverJob> coverRequest(AVFormatContext* format, const std::string& path) {
-    const AVStream* stream = attachedPicture(format);
-    if (!stream)
-        return nullptr;
     auto job = std::make_shared<CoverJob>();
     job->path = path;
-    job->picture = av_packet_alloc();
-    job->parameters = avcodec_parameters_alloc();
-    if (!job->picture || !job->parameters || av_packet_ref(job->picture, &stream->attached_pic) < 0 ||
-        avcodec_parameters_copy(job->parameters, stream->codecpar) < 0)
-        return nullptr;
+    // The folder's image is looked for on the cover thread: a folder on a slow card must
+    // not hold up the decode thread.
+    if (const AVStream* stream = attachedPicture(format)) {
+        job->picture = av_packet_alloc();
+        job->parameters = avcodec_parameters_alloc();
+        if (!job->picture || !job->parameters || av_packet_ref(job->picture, &stream->attached_pic) < 0 ||
+            avcodec_parameters_copy(job->parameters, stream->codecpar) < 0)
+            return nullptr;
+    }
     pthread_mutex_lock(&sCoverLock);
     sQueue.push_back(job);
     pthread_cond_signal(&sCoverWake);

@@ -1,8 +1,10 @@
-// The embedded picture of a track, made into a PNG for the front end on a thread of its
-// own, so that a large picture never holds up the decode thread. A picture of more than
-// kCoverMaxPixels is refused before it is decoded.
+// The cover of a track, made into a PNG for the front end on a thread of its own, so that
+// a large picture never holds up the decode thread: the track's embedded picture, else
+// its folder's image (folder_cover.h). A picture of more than kCoverMaxPixels is refused
+// before it is decoded.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -13,14 +15,17 @@ struct CoverJob;
 constexpr int kCoverMaxSide = 600;
 // The largest picture decoded: a 4096 x 4096 picture takes about 50 MB to decode.
 constexpr long long kCoverMaxPixels = 4096LL * 4096;
+// A folder image file larger than this is refused unread.
+constexpr size_t kCoverMaxFileBytes = 16u << 20;
 
 // Starts and ends the thread that makes the covers. coverStop returns -1 when the thread
 // did not end within a second (the process must then end without cleanup).
 int coverStart();
 int coverStop();
 
-// Queues the file's attached picture (a reference to it is kept) for making into a PNG:
-// the job, or null when the file has none. A job that nobody holds any more is dropped.
+// Queues the cover of the opened file for making into a PNG: its attached picture (a
+// reference to it is kept), or for a file without one its folder's image. The job, or
+// null when it cannot be made. A job that nobody holds any more is dropped.
 std::shared_ptr<CoverJob> coverRequest(AVFormatContext* format, const std::string& path);
 
 // True once the job is done, with the PNG bytes in *png (empty when the picture could

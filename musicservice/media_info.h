@@ -23,8 +23,8 @@ struct TrackInfo {
     std::string tags[kTagCount];
     // The text av_dump_format printed for the file.
     std::string dump;
-    // The embedded picture on its way to a PNG (see coverReady); null when the file has
-    // none.
+    // The cover on its way to a PNG (see coverReady): the embedded picture, else the
+    // folder's image; null when no job could be made.
     std::shared_ptr<CoverJob> cover;
 };
 

@@ -8,6 +8,12 @@
 #   Encodings/  a title double-encoded the way old taggers did it (GBK bytes taken for
 #               Latin-1 and written as UTF-8), CJK tags, and a file that is not audio
 #   Gapless/    one continuous chord cut into three tracks at arbitrary samples
+#   Evening Hills/
+#               an album whose art is the folder's cover.jpg (a sunset over hills) and in
+#               no track: three plucked arpeggios, "01 Dusk.flac" at the library's usual
+#               level without gain tags, "02 Hillside.flac" recorded 6 dB hot and
+#               "03 Lanterns.mp3" 4 dB hot, both with ReplayGain tags that bring them back
+#               (track gains -6.02 and -4.00 dB, album gain -5.20 dB, and the peaks)
 #
 # usage: tools/make_demo_library.sh [-f] DIR
 #   -f  write the files again even when DIR already holds this library
@@ -23,7 +29,7 @@ if [ $# -ne 1 ]; then
     exit 2
 fi
 out=$1
-version=3
+version=4
 stamp="$out/.demo-library"
 if [ $force -eq 0 ] && [ -f "$stamp" ] && [ "$(cat "$stamp")" = "$version" ]; then
     exit 0
@@ -33,7 +39,7 @@ if ! command -v ffmpeg >/dev/null; then
     exit 1
 fi
 
-mkdir -p "$out/Tones" "$out/Chords" "$out/Encodings" "$out/Gapless"
+mkdir -p "$out/Tones" "$out/Chords" "$out/Encodings" "$out/Gapless" "$out/Evening Hills"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -125,6 +131,53 @@ part() {
 part 0 $cut1 1
 part $cut1 $cut2 2
 part $cut2 $total 3
+
+# The album's cover: a sky from indigo to orange, a glowing sun, two rows of hills.
+near='gt(Y,470+34*sin(X/140+4)+12*sin(X/47+2))'
+far='gt(Y,410+26*sin(X/95+1.3)+9*sin(X/31))'
+sun='lt(hypot(X-300,Y-365),80)'
+glow='70*exp(-max(hypot(X-300,Y-365)-80,0)/45)'
+sky='min(Y/400,1)'
+red="if($near,40+0.04*Y,if($far,110+0.05*(Y-400),if($sun,255,min(255,25+225*$sky+$glow))))"
+green="if($near,22+0.02*Y,if($far,55+0.04*(Y-400),if($sun,222,min(255,18+140*$sky*$sky+0.8*$glow))))"
+blue="if($near,50,if($far,95,if($sun,150,85+25*$sky+0.3*$glow)))"
+ff -f lavfi -i "color=black:s=600x600,format=rgb24,geq=r='$red':g='$green':b='$blue'" -frames:v 1 -q:v 3 \
+    "$out/Evening Hills/cover.jpg"
+
+# arpeggio ROOT-HZ THIRD-SEMITONES LEVEL OUTPUT.wav: a note plucked every 0.4 s (root,
+# third, fifth, octave) over a soft drone, all times LEVEL.
+arpeggio() {
+    local f=$1 n="mod(floor(t/0.4),4)" m="mod(t,0.4)"
+    local freq="$f*pow(2,($2*eq($n,1)+7*eq($n,2)+12*eq($n,3))/12)"
+    local envelope="min(1,200*$m)*exp(-4*$m)*(1-$m/0.4)"
+    local wave="$3*(0.3*$envelope*sin(2*PI*$freq*t)+0.08*sin(PI*$f*t)+0.06*sin(1.5*PI*$f*t))"
+    ff -f lavfi -i "aevalsrc=exprs='$wave|$wave':s=$rate:d=$seconds" \
+        -af "afade=t=in:d=0.05,afade=t=out:st=$((seconds - 1)):d=1" -c:a pcm_s16le "$4"
+}
+# The largest sample of a file, as a fraction of full scale.
+peak() {
+    ffmpeg -hide_banner -nostdin -i "$1" -af volumedetect -f null - 2>&1 |
+        awk '/max_volume/ { printf "%.6f", 10 ^ ($5 / 20) }'
+}
+arpeggio 261.63 4 1 "$work/dusk.wav"
+arpeggio 220.00 3 2 "$work/hillside.wav"
+arpeggio 349.23 4 1.585 "$work/lanterns.wav"
+hills=(-metadata artist="Demo Ensemble" -metadata album="Evening Hills" -metadata date=2024 -metadata genre="Demo")
+ff -i "$work/dusk.wav" -c:a flac "${hills[@]}" -metadata title="Dusk" -metadata track=1 \
+    "$out/Evening Hills/01 Dusk.flac"
+ff -i "$work/hillside.wav" -c:a flac "$work/hillside.flac"
+ff -i "$work/lanterns.wav" -c:a libmp3lame -b:a 192k "$work/lanterns.mp3"
+album_peak=$(printf '%s\n' "$(peak "$work/hillside.flac")" "$(peak "$work/lanterns.mp3")" | sort -g | tail -1)
+gain() { # TRACK-GAIN INPUT OUTPUT [ffmpeg options...]
+    local track_gain=$1 input=$2 output=$3
+    shift 3
+    ff -i "$input" -c:a copy "${hills[@]}" "$@" -metadata REPLAYGAIN_TRACK_GAIN="$track_gain dB" \
+        -metadata REPLAYGAIN_TRACK_PEAK="$(peak "$input")" -metadata REPLAYGAIN_ALBUM_GAIN="-5.20 dB" \
+        -metadata REPLAYGAIN_ALBUM_PEAK="$album_peak" "$output"
+}
+gain -6.02 "$work/hillside.flac" "$out/Evening Hills/02 Hillside.flac" -metadata title="Hillside" -metadata track=2
+gain -4.00 "$work/lanterns.mp3" "$out/Evening Hills/03 Lanterns.mp3" -metadata title="Lanterns" -metadata track=3 \
+    -id3v2_version 3
 
 echo "$version" >"$stamp"
 echo "demo library written to $out"
