@@ -14,6 +14,7 @@ constexpr int kDeviceFrames = 960;           // 20 ms a callback: a whole number
 constexpr uint32_t kFadeFrames = 240;        // 5 ms: long enough not to click, short enough not to blur
 constexpr uint32_t kTapFrames = 8192;        // mono samples kept for the wave tap
 constexpr uint32_t kRecordFrames = 1u << 19; // about 11 s waiting to be written out
+constexpr long kIdleCloseMs = 5000;          // paused or stopped this long: the device is closed
 
 // Read by SDL's event filter on the device's thread.
 std::atomic<SDL_AudioDeviceID> sDevice{0};
@@ -26,6 +27,8 @@ std::atomic<int32_t> sGainTarget{65536};
 // Set by the callback while it hands out silence with nothing left to fade.
 std::atomic<bool> sSilent{true};
 std::atomic<uint64_t> sUnderruns{0};
+// The decode thread's: since when the device has been idle (paused or stopped, faded out).
+long sIdleSinceMs = 0;
 
 // The callback's own: the fade level (0 silent, kFadeFrames full), the last frame taken
 // from the ring (held and faded when the ring has nothing more before a cut), the gain.
@@ -223,8 +226,12 @@ void outputClose() {
 
 void outputSetState(PlayerState state) {
     sState.store(state, std::memory_order_release);
+    sIdleSinceMs = 0;
     if (state != kPlayerStopped) {
         sSilent.store(false, std::memory_order_relaxed);
+        // A device closed while idle is opened again (SDL's dummy driver when none opens).
+        if (!sDevice && !(sDevice = openDevice()))
+            tprintf("musicservice: no audio device opens: %s\n", SDL_GetError());
         SDL_PauseAudioDevice(sDevice, 0);
         return;
     }
@@ -233,6 +240,21 @@ void outputSetState(PlayerState state) {
     for (int waited = 0; waited < 200 && !sSilent.load(std::memory_order_acquire); ++waited)
         SDL_Delay(1);
     SDL_PauseAudioDevice(sDevice, 1);
+}
+
+void outputCloseWhenIdle() {
+    bool idle = sDevice && outputState() != kPlayerPlaying && sSilent.load(std::memory_order_acquire);
+    long now = static_cast<long>(SDL_GetTicks64());
+    if (!idle || !sIdleSinceMs) {
+        sIdleSinceMs = idle ? now : 0;
+        return;
+    }
+    if (now - sIdleSinceMs < kIdleCloseMs)
+        return;
+    SDL_CloseAudioDevice(sDevice);
+    sDevice = 0;
+    sIdleSinceMs = 0;
+    tprintf("musicservice: audio device closed while idle\n");
 }
 
 void outputReleaseDiscarded(uint32_t room) {

@@ -26,6 +26,10 @@ void outputClose();
 // recording); stopped also pauses the device, once the sound has faded out.
 void outputSetState(PlayerState state);
 PlayerState outputState();
+// Called on the decode thread from time to time: a device paused or stopped for a few
+// seconds is closed, so that SDL's audio thread stops handing it silence (a paused
+// handheld then costs nothing); the next state that sounds opens it again.
+void outputCloseWhenIdle();
 // After a discard: returns once room frames are free in the ring, which may take the
 // callback letting go of the frames before the mark (fading them out and skipping them,
 // a buffer at most); at once when the device is stopped.

@@ -501,6 +501,9 @@ void* decodeThread(void*) {
         }
         pthread_mutex_unlock(&sLock);
         int waitMs = fillRing();
+        outputCloseWhenIdle();
+        if (waitMs > 1000)
+            waitMs = 1000; // an idle device is looked at about once a second
         pthread_mutex_lock(&sLock);
         if (waitMs == 0 || !sCommands.empty() || !sRunning)
             continue;

@@ -71,6 +71,8 @@ TEST_F(ProtocolTest, PauseResumeAndStopAlsoAtAJoinRewritingTheStatusOnlyOnAChang
     // Two rewrites of the status file later (a second or more) the position has not moved.
     ASSERT_TRUE(waitForStatusRewrites(2, kWaitMs) && readStatusRecord(&mRecord));
     EXPECT_EQ(mRecord.status + " " + std::to_string(mRecord.position), "paused " + std::to_string(frozen));
+    // Left paused, the device is closed; "resume" opens it again and plays on.
+    ASSERT_TRUE(waitUntil([&] { return logged("audio device closed while idle"); }, kWaitMs));
     ASSERT_GT(noarg_cmd("resume"), 0);
     EXPECT_TRUE(at(kTones[1], frozen + 1));
     ASSERT_TRUE(after(noarg_cmd("stop"), kTones[1], "stopped"));
