@@ -198,6 +198,9 @@ void stopAll() {
     }
     sMarks.clear();
     sPendingSeekMs = -1;
+    // Stopped with the marks gone: a snapshot never finds the state playing without a
+    // mark, which it would report as the last track at position 0.
+    sState = kPlayerStopped;
     pthread_mutex_unlock(&sLock);
     closeSource(&sCurrent);
     closeSource(&sNext);

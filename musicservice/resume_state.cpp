@@ -30,7 +30,6 @@ long sSavedAtMs = 0;
 bool sFailed = false;
 // The last position heard of a track before it stopped.
 uint64_t sHeardSerial = 0;
-std::string sHeardPath;
 int64_t sHeardMs = 0;
 
 int wordIndex(const char* const* words, int count, const std::string& word) {
@@ -118,7 +117,6 @@ void resumeNote(const PlayerSnapshot& snapshot, long nowMs) {
         return;
     if (snapshot.state != kPlayerStopped) {
         sHeardSerial = snapshot.trackSerial;
-        sHeardPath = snapshot.info->path;
         sHeardMs = snapshot.positionMs;
     }
     bool due = snapshot.trackSerial != sSavedSerial || playlistMode() != sSavedMode ||
@@ -139,10 +137,7 @@ void resumeSave(const PlayerSnapshot& snapshot, long nowMs) {
     if (snapshot.state == kPlayerStopped) {
         // A stopped track is taken up where it was stopped (the player sends "stop" when
         // it quits); one heard to its end, from its start.
-        // A stop right after a resume may name the track anew before a pass saw it play:
-        // the same file counts as the same track then.
-        bool same = snapshot.trackSerial == sHeardSerial || snapshot.info->path == sHeardPath;
-        bool heard = same && sHeardMs < snapshot.info->durationMs - 1000;
+        bool heard = snapshot.trackSerial == sHeardSerial && sHeardMs < snapshot.info->durationMs - 1000;
         state.positionMs = heard ? sHeardMs : 0;
     }
     if (state.listType == ListTypeDir)
