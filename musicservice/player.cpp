@@ -144,9 +144,9 @@ void setState(PlayerState state) {
 
 // A new mark; its serial, a new one unless given (a seek inside a track keeps the
 // track's). fresh: the ring was just discarded, earlier marks are gone.
-uint64_t pushMark(uint64_t position, int64_t startMs, const std::shared_ptr<const TrackInfo>& info, bool fresh,
-                  uint64_t serial) {
-    pthread_mutex_lock(&sLock);
+// sLock held.
+uint64_t pushMarkLocked(uint64_t position, int64_t startMs, const std::shared_ptr<const TrackInfo>& info,
+                        bool fresh, uint64_t serial) {
     uint64_t heard = ringPlayPosition(&sRing);
     if (fresh)
         sMarks.clear();
@@ -157,7 +157,6 @@ uint64_t pushMark(uint64_t position, int64_t startMs, const std::shared_ptr<cons
     sMarks.push_back(Mark{position, startMs, info, serial});
     sLastInfo = info;
     sLastSerial = serial;
-    pthread_mutex_unlock(&sLock);
     return serial;
 }
 
@@ -242,12 +241,15 @@ uint64_t cutOver(int64_t startMs, uint64_t serial, PlayerState then) {
     sDraining = false;
     uint64_t position = ringDiscard(&sRing);
     outputReleaseDiscarded(kPrimeFrames);
-    serial = pushMark(position, startMs, sCurrent.info, true, serial);
+    // The new track and the state it goes on in are reported together: from a stop, a
+    // status taken in between would name the new track as stopped.
     pthread_mutex_lock(&sLock);
+    serial = pushMarkLocked(position, startMs, sCurrent.info, true, serial);
     sPendingSeekMs = -1;
+    sState = then;
     pthread_mutex_unlock(&sLock);
     primeRing();
-    setState(then);
+    outputSetState(then);
     return serial;
 }
 
@@ -289,7 +291,9 @@ void handOver() {
     sCurrent = sNext;
     sNext = Source();
     sNextTried = false;
-    sCurrent.serial = pushMark(sRing.written.load(std::memory_order_relaxed), 0, sCurrent.info, false, 0);
+    pthread_mutex_lock(&sLock);
+    sCurrent.serial = pushMarkLocked(sRing.written.load(std::memory_order_relaxed), 0, sCurrent.info, false, 0);
+    pthread_mutex_unlock(&sLock);
     playlistNoteStarted(sCurrent.info->path);
 }
 
