@@ -107,7 +107,8 @@ AVFrame* scaledForPng(const AVFrame* source) {
         scaled->height = height;
         scaled->format = target;
         if (av_frame_get_buffer(scaled, 0) < 0 ||
-            sws_scale(scaler, source->data, source->linesize, 0, source->height, scaled->data, scaled->linesize) <= 0)
+            sws_scale(scaler, source->data, source->linesize, 0, source->height, scaled->data,
+                      scaled->linesize) <= 0)
             av_frame_free(&scaled);
     }
     sws_freeContext(scaler);
@@ -141,13 +142,21 @@ int encodePng(const AVFrame* frame, std::string* png) {
 std::string makePng(const CoverJob& job) {
     const AVCodecParameters* parameters = job.parameters;
     std::string png;
-    if (static_cast<long long>(parameters->width) * parameters->height > kCoverMaxPixels) {
-        tprintf("musicservice: the cover of %s (%d x %d) is too large, left out\n", job.path.c_str(),
-                parameters->width, parameters->height);
+    int width = parameters->width, height = parameters->height;
+    if (width <= 0 || height <= 0) {
+        // A picture the probe refused to decode: its own header says how large it is.
+        ImageKind kind;
+        if (readImageHeader(job.picture->data, static_cast<size_t>(job.picture->size), &kind, &width,
+                            &height) < 0)
+            width = height = 0;
+    }
+    if (static_cast<long long>(width) * height > kCoverMaxPixels) {
+        tprintf("musicservice: the cover of %s (%d x %d) is too large, left out\n", job.path.c_str(), width,
+                height);
         return png;
     }
-    if (parameters->codec_id == AV_CODEC_ID_PNG && parameters->width > 0 && parameters->width <= kCoverMaxSide &&
-        parameters->height > 0 && parameters->height <= kCoverMaxSide) {
+    if (parameters->codec_id == AV_CODEC_ID_PNG && width > 0 && width <= kCoverMaxSide && height > 0 &&
+        height <= kCoverMaxSide) {
         png.assign(reinterpret_cast<const char*>(job.picture->data), static_cast<size_t>(job.picture->size));
         return png;
     }
@@ -172,7 +181,8 @@ std::string folderImagePng(const std::string& image) {
     int width = 0, height = 0;
     if (readImageFile(image, kCoverMaxFileBytes, &bytes) < 0)
         return "";
-    if (readImageHeader(bytes, &kind, &width, &height) < 0) {
+    const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+    if (readImageHeader(data, bytes.size(), &kind, &width, &height) < 0) {
         tprintf("musicservice: the cover %s is left out: not a PNG or JPEG picture\n", image.c_str());
         return "";
     }

@@ -1,5 +1,6 @@
 #include "musicservice/decoder.h"
 
+#include "musicservice/cover.h"
 #include "musicservice/replay_gain.h"
 #include "zcommon.h"
 
@@ -12,6 +13,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -127,7 +129,8 @@ int openInput(Decoder* d) {
 int ensureOutput(Decoder* d, int frames) {
     if (frames <= d->outCapacity)
         return 0;
-    auto* grown = static_cast<int16_t*>(realloc(d->out, static_cast<size_t>(frames) * kOutputChannels * sizeof(int16_t)));
+    auto* grown = static_cast<int16_t*>(
+        realloc(d->out, static_cast<size_t>(frames) * kOutputChannels * sizeof(int16_t)));
     if (!grown)
         return -1;
     d->out = grown;
@@ -139,7 +142,8 @@ int ensureOutput(Decoder* d, int frames) {
 int prepareResampler(Decoder* d, const AVFrame* frame) {
     AVChannelLayout layout{};
     if (frame->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC || frame->ch_layout.nb_channels <= 0)
-        av_channel_layout_default(&layout, frame->ch_layout.nb_channels > 0 ? frame->ch_layout.nb_channels : 2);
+        av_channel_layout_default(&layout,
+                                  frame->ch_layout.nb_channels > 0 ? frame->ch_layout.nb_channels : 2);
     else if (av_channel_layout_copy(&layout, &frame->ch_layout) < 0)
         return -1;
     if (d->resampler && d->inRate == frame->sample_rate && d->inFormat == frame->format &&
@@ -149,8 +153,9 @@ int prepareResampler(Decoder* d, const AVFrame* frame) {
     }
     swr_free(&d->resampler);
     AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
-    int result = swr_alloc_set_opts2(&d->resampler, &stereo, AV_SAMPLE_FMT_S16, kOutputRate, &layout,
-                                     static_cast<AVSampleFormat>(frame->format), frame->sample_rate, 0, nullptr);
+    int result =
+        swr_alloc_set_opts2(&d->resampler, &stereo, AV_SAMPLE_FMT_S16, kOutputRate, &layout,
+                            static_cast<AVSampleFormat>(frame->format), frame->sample_rate, 0, nullptr);
     // A mono file plays at its own level on both sides, not 3 dB down as a centre
     // channel spread over two would be.
     if (result >= 0 && layout.nb_channels == 1) {
@@ -181,8 +186,8 @@ int convertFrame(Decoder* d, const AVFrame* frame) {
     if (room < 0 || ensureOutput(d, room + 16) < 0)
         return -1;
     auto* out = reinterpret_cast<uint8_t*>(d->out);
-    int frames = swr_convert(d->resampler, &out, d->outCapacity, const_cast<const uint8_t**>(frame->extended_data),
-                             frame->nb_samples);
+    int frames = swr_convert(d->resampler, &out, d->outCapacity,
+                             const_cast<const uint8_t**>(frame->extended_data), frame->nb_samples);
     if (frames <= 0 || d->skipToMs < 0)
         return frames;
     // After a seek the demuxer lands on a packet at or before the target: drop what lies
@@ -201,7 +206,8 @@ int convertFrame(Decoder* d, const AVFrame* frame) {
         return 0;
     d->skipToMs = -1;
     int kept = frames - static_cast<int>(drop);
-    memmove(d->out, d->out + drop * kOutputChannels, static_cast<size_t>(kept) * kOutputChannels * sizeof(int16_t));
+    memmove(d->out, d->out + drop * kOutputChannels,
+            static_cast<size_t>(kept) * kOutputChannels * sizeof(int16_t));
     return kept;
 }
 
@@ -211,6 +217,21 @@ int handOut(Decoder* d, int count, const int16_t** frames) {
         replayGainScale(d->out, static_cast<size_t>(count) * kOutputChannels, d->gainQ16);
     *frames = d->out;
     return count;
+}
+
+// Reads the streams' parameters. Probing decodes a PNG picture whole, so the picture
+// streams get the cover's pixel limit: an 8000 x 8000 picture would take 256 MB here.
+int findStreamInfo(AVFormatContext* format) {
+    unsigned count = format->nb_streams;
+    std::vector<AVDictionary*> options(count, nullptr);
+    for (unsigned i = 0; i < count; ++i) {
+        if (format->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
+            av_dict_set_int(&options[i], "max_pixels", kCoverMaxPixels, 0);
+    }
+    int result = avformat_find_stream_info(format, count ? options.data() : nullptr);
+    for (AVDictionary*& option : options)
+        av_dict_free(&option);
+    return result;
 }
 
 } // namespace
@@ -223,7 +244,7 @@ int decoderOpen(const char* path, Decoder** decoder, TrackInfo* info) {
         decoderClose(d);
         return -1;
     }
-    int result = avformat_find_stream_info(d->format, nullptr);
+    int result = findStreamInfo(d->format);
     const AVCodec* codec = nullptr;
     if (result >= 0)
         result = d->stream = av_find_best_stream(d->format, AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);

@@ -159,13 +159,12 @@ int readImageFile(const std::string& path, size_t maxBytes, std::string* bytes) 
     return 0;
 }
 
-int readImageHeader(const std::string& bytes, ImageKind* kind, int* width, int* height) {
-    const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
-    if (pngHeader(data, bytes.size(), width, height) == 0) {
+int readImageHeader(const unsigned char* data, size_t size, ImageKind* kind, int* width, int* height) {
+    if (pngHeader(data, size, width, height) == 0) {
         *kind = kImagePng;
         return 0;
     }
-    if (jpegHeader(data, bytes.size(), width, height) == 0) {
+    if (jpegHeader(data, size, width, height) == 0) {
         *kind = kImageJpeg;
         return 0;
     }

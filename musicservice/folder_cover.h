@@ -20,4 +20,4 @@ int readImageFile(const std::string& path, size_t maxBytes, std::string* bytes);
 
 // The kind and size that a PNG's or a JPEG's header declares, without decoding anything:
 // 0, or -1 when the bytes are neither, or do not say.
-int readImageHeader(const std::string& bytes, ImageKind* kind, int* width, int* height);
+int readImageHeader(const unsigned char* data, size_t size, ImageKind* kind, int* width, int* height);
