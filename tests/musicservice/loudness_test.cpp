@@ -1,11 +1,7 @@
 // Even loudness, measured on what the device receives (--record): tones of one level come
 // out at the level their gain tags ask for, limited by their peak; untagged, as recorded.
 #include "base/device_paths.h"
-#include "scratch_dir.h"
-#include "service/client/commands.h"
-#include "service/client/wire.h"
 #include "service_test.h"
-#include "wait_until.h"
 
 #include <cmath>
 #include <iterator>

@@ -1,11 +1,7 @@
 // Picking up where the listener left off, after a SIGKILL, a stop and a SIGTERM; a state
 // that names a track that has gone, or that does not parse, leaves the service stopped.
 #include "base/device_paths.h"
-#include "scratch_dir.h"
-#include "service/client/commands.h"
-#include "service/client/wire.h"
 #include "service_test.h"
-#include "wait_until.h"
 
 #include <unistd.h>
 
