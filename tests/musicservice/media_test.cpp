@@ -43,24 +43,18 @@ TEST(MediaTest, SeeksLandOnTheExactSample) {
     }
 }
 
-TEST(MediaTest, StatusTextReadsBackThroughTheFrontEndsRecord) {
+// The binary's tests read its tags, state and volume back through the same record; a
+// track that runs a fraction of a second past a whole one is checked here.
+TEST(MediaTest, StatusTextCutsDurationAndPositionAlikeForTheFrontEndsRecord) {
     auto info = std::make_shared<TrackInfo>();
     info->path = "/music/a \"quoted\" path.flac";
     info->durationMs = 180600;
-    info->tags[kTagYear] = "1999";
-    info->tags[kTagTrack] = "3/12";
-    // Whole seconds, both the one under way, so that a track of 3:00.6 ends at 3:00 of
-    // 3:00. Year and track are strings, or the front end would drop them.
-    std::string records;
-    for (const auto& shot : {PlayerSnapshot{kPlayerPaused, info, 0, 180600, 40}, PlayerSnapshot()}) {
-        cJSON* root = cJSON_Parse(statusText(shot).c_str());
-        ASSERT_NE(root, nullptr) << statusText(shot);
-        MusicPlayingStatus r;
-        storeStatusRecord(root, TrackDump(), &r);
-        cJSON_Delete(root);
-        records += r.filename + "|" + r.status + "|" + std::to_string(r.duration) + "|" +
-                   std::to_string(r.position) + "|" + std::to_string(r.volume) + "|" + r.year + "|" +
-                   r.track + "\n";
-    }
-    EXPECT_EQ(records, info->path + "|paused|180|180|40|1999|3/12\n|stopped|0|0|0||\n");
+    // Whole seconds, both the one under way, so that a track of 3:00.6 ends at 3:00 of 3:00.
+    cJSON* root = cJSON_Parse(statusText(PlayerSnapshot{kPlayerPaused, info, 0, 180600, 40}).c_str());
+    ASSERT_NE(root, nullptr);
+    MusicPlayingStatus r;
+    storeStatusRecord(root, TrackDump(), &r);
+    cJSON_Delete(root);
+    EXPECT_EQ(r.filename + "|" + std::to_string(r.duration) + "|" + std::to_string(r.position),
+              info->path + "|180|180");
 }
