@@ -3,7 +3,6 @@
 // the track across a gapless join. Every test image has a width of its own, so the width
 // of the PNG the service writes tells which image it chose.
 #include "base/device_paths.h"
-#include "scratch_dir.h"
 #include "service_test.h"
 
 #include <sys/stat.h>
@@ -21,13 +20,8 @@ class FolderCoverTest : public ServiceTest {
 protected:
     // A picture of that width, 32 pixels high, in the format its suffix names (any case).
     void image(const std::string& path, int width) {
-        std::string suffix = path.substr(path.find_last_of('.'));
-        for (char& c : suffix)
-            c = static_cast<char>(tolower(c));
-        const std::string made = mScratch.path() + "/made" + suffix;
-        ASSERT_EQ(runFfmpeg("-f lavfi -i color=c=teal:s=" + std::to_string(width) + "x32 -frames:v 1 '" + made + "'"),
-                  0);
-        ASSERT_EQ(rename(made.c_str(), path.c_str()), 0);
+        const std::string size = std::to_string(width) + "x32";
+        ASSERT_EQ(runFfmpeg("-f lavfi -i color=c=teal:s=" + size + " -frames:v 1 '" + path + "'"), 0);
     }
     // A track of four seconds, with an embedded picture of that width when it is not 0.
     std::string track(const std::string& path, int pictureWidth = 0) {
@@ -36,9 +30,10 @@ protected:
             writeFile(path, mTone);
             return path;
         }
-        image(mScratch.path() + "/picture.png", pictureWidth);
-        EXPECT_EQ(runFfmpeg("-i '" + mScratch.path() + "/tone.flac' -i '" + mScratch.path() +
-                            "/picture.png' -map 0:a -map 1:v -c copy -disposition:v attached_pic '" + path + "'"),
+        const std::string picture = mScratch.path() + "/picture.png";
+        image(picture, pictureWidth);
+        EXPECT_EQ(runFfmpeg("-i '" + mScratch.path() + "/tone.flac' -i '" + picture +
+                            "' -map 0:a -map 1:v -c copy -disposition:v attached_pic '" + path + "'"),
                   0);
         return path;
     }
@@ -100,7 +95,8 @@ TEST_F(FolderCoverTest, HugeBrokenOrBlockingImagesAreRefusedBeforeDecodingAndLog
     const std::pair<std::string, std::string> cases[] = {
         {"cover.png", png}, {"cover.jpg", jpeg}, {"cover.jpeg", "not a picture"}, {"cover.jpg", ""}};
     for (size_t i = 0; i < std::size(cases); ++i) {
-        const std::string dir = mScratch.path() + "/case" + std::to_string(i), cover = dir + "/" + cases[i].first;
+        const std::string dir = mScratch.path() + "/case" + std::to_string(i),
+                          cover = dir + "/" + cases[i].first;
         std::string playing = track(dir + "/a.flac");
         if (cases[i].second.empty())
             ASSERT_EQ(mkfifo(cover.c_str(), 0644), 0); // would block a reader for good

@@ -139,7 +139,8 @@ TEST_F(PlaylistTest, M3uListsAndTheRecentListsLimits) {
     EXPECT_EQ(m3uLoad(mScratch.path() + "/none.m3u", &back), -1);
 
     // Newest first, each path once, at most kRecentMax, kept across a restart; saved
-    // apart from noting it (not on the decode thread), and only when it changed.
+    // apart from noting it (not on the decode thread). That a track noted again is not
+    // saved again, the protocol test's repeat-one walk shows on the file.
     for (const char* path : {"/a.mp3", "/b.mp3", "/a.mp3"})
         playlistNoteStarted(path);
     EXPECT_EQ(playlistRecent(), (std::vector<std::string>{"/a.mp3", "/b.mp3"}));
@@ -147,8 +148,6 @@ TEST_F(PlaylistTest, M3uListsAndTheRecentListsLimits) {
         playlistNoteStarted("/x/" + std::to_string(i) + ".mp3");
     EXPECT_NE(access((mScratch.path() + "/data/recent.m3u").c_str(), F_OK), 0);
     EXPECT_EQ(playlistSaveRecent(), 1);
-    playlistNoteStarted("/x/" + std::to_string(kRecentMax + 4) + ".mp3");
-    EXPECT_EQ(playlistSaveRecent(), 0);
     SetUp(); // a restart, which reads the list back
     std::vector<std::string> recent = playlistRecent();
     ASSERT_EQ(recent.size(), kRecentMax);

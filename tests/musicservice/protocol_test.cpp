@@ -1,6 +1,8 @@
 // The service's side of the protocol against the real binary, driven by the front end's
 // own client functions; what each command does is read back from the status file with
-// the front end's status code.
+// the front end's status code. Then what outlives the service: picking up where the
+// listener left off after a SIGKILL, a stop and a SIGTERM; a state that names a track
+// that has gone, or that does not parse, leaves the service stopped.
 #include "base/device_paths.h"
 #include "service_test.h"
 #include "status/track_dump.h"
@@ -15,6 +17,16 @@ namespace {
 const std::string kTones[] = {demo("Tones/01 Tone 440 Hz.flac"), demo("Tones/02 Tone 1007.8125 Hz.flac"),
                               demo("Tones/03 Tone 2000 Hz.mp3"), demo("Tones/10 Tone 100 Hz.wav")};
 
+const std::string kStateFile = MP_SERVICE_DATA_DIR "/resume_state";
+
+// The saved position once the state names the track, else -1.
+int savedSeconds(const std::string& track) {
+    std::string state = readFile(kStateFile);
+    size_t at = state.find("\nposition_ms=");
+    bool named = state.find("\nfile=" + track + "\n") != std::string::npos && at != std::string::npos;
+    return named ? atoi(state.c_str() + at + 13) / 1000 : -1;
+}
+
 // Waits until the saved recent list begins with the path.
 bool recentBeginsWith(const std::string& path) {
     return waitUntil(
@@ -22,6 +34,7 @@ bool recentBeginsWith(const std::string& path) {
 }
 
 using ProtocolTest = ServiceTest;
+using ResumeTest = ServiceTest;
 
 } // namespace
 
@@ -34,13 +47,10 @@ TEST_F(ProtocolTest, PlayingAFileReportsItsTagsDumpAndCover) {
     parseMusicInfo(&dump);
     EXPECT_TRUE(dump.inputPath == kTones[0] && dumpApplies(mRecord.filename.c_str(), dump))
         << "the dump is in place when the status names the file";
-    // The year of a full date; an embedded JPEG cover becomes a PNG of its size.
+    // The year of a full date. (Covers, embedded or from the folder, and their removal
+    // are the cover test's.)
     ASSERT_TRUE(playInDir(demo("Chords/01 C major.mp3")));
     EXPECT_EQ(mRecord.year, "2023");
-    std::string cover = readFile(MP_MUSIC_COVER_FILE) + std::string(20, '\0'); // signature, width
-    EXPECT_EQ(cover.substr(0, 8) + cover.substr(16, 4), std::string("\x89PNG\r\n\x1a\n\0\0\x01\xF4", 12));
-    ASSERT_TRUE(playInDir(demo("Chords/03 G major.wav")));
-    EXPECT_NE(access(MP_MUSIC_COVER_FILE, F_OK), 0) << "a track without a picture removes the cover";
     // The queries are answered with one frame and the connection ends right behind it,
     // so that no client sits out its time-out (set_play_dir's is half a second).
     for (const char* word : {"set_play_dir", "get_current_list_type", "get_play_mode", "get_favorite_list"}) {
@@ -178,4 +188,53 @@ TEST_F(ProtocolTest, RecentPlaylistAndFavouriteListsPlayInTheirOwnOrder) {
     ASSERT_GT(filepath_cmd("play_file_in_favorite", a.c_str()), 0);
     EXPECT_TRUE(waitForStatusRewrites(2, kWaitMs) && readStatusRecord(&mRecord));
     EXPECT_EQ(mRecord.filename, c);
+}
+
+TEST_F(ResumeTest, KilledMidTrackItComesBackPausedWithinFiveSecondsOfWhereItWasAndPlaysOn) {
+    const std::string track = demo("Tones/01 Tone 440 Hz.flac"); // 30 s
+    ASSERT_TRUE(playInDir(track));
+    ASSERT_GT(setPlayMode(PlayModeSingleCycle), 0);
+    // The regular save while playing, not only the one at the start of the track.
+    ASSERT_TRUE(waitUntil([&] { return savedSeconds(track) >= 4; }, kWaitMs));
+    ASSERT_TRUE(at(track, 7));
+    const int killedAt = mRecord.position;
+    killMusicService(&mService);
+    ASSERT_EQ(startMusicService(&mService), 0);
+    ASSERT_TRUE(shows(track, "paused"));
+    const int restored = mRecord.position;
+    EXPECT_GE(restored, killedAt - 6) << "the status lags up to a second behind what is heard";
+    EXPECT_LE(restored, killedAt);
+    EXPECT_EQ(getPlayMode(), PlayModeSingleCycle);
+    ASSERT_GT(noarg_cmd("resume"), 0);
+    ASSERT_TRUE(at(track, restored, restored + 2)) << "resume plays on from where it was";
+    // Stopped (as the player does when it quits), it is taken up where it stopped.
+    ASSERT_TRUE(after(noarg_cmd("stop"), track, "stopped"));
+    ASSERT_EQ(stopMusicService(&mService), 0);
+    ASSERT_EQ(startMusicService(&mService), 0);
+    ASSERT_TRUE(shows(track, "paused"));
+    EXPECT_GE(mRecord.position, restored);
+}
+
+TEST_F(ResumeTest, AGoneTrackOrABrokenStateLeavesItStoppedWithALogLineAndIsReplaced) {
+    const std::string gone =
+        "list=dir\nfolder=/nowhere\nfile=/nowhere/gone.flac\nmode=random\nposition_ms=5000\n";
+    for (const std::string& state :
+         {gone, std::string("\x7f\x45LF\x02\x01"),
+          std::string("list=dir\nfile=relative.flac\nmode=sequence\n"), gone.substr(0, 36)}) {
+        ASSERT_EQ(stopMusicService(&mService), 0);
+        writeFile(kStateFile, state);
+        ASSERT_EQ(startMusicService(&mService), 0);
+        ASSERT_TRUE(waitForStatusRewrites(2, kWaitMs) && readStatusRecord(&mRecord));
+        EXPECT_EQ(mRecord.status + mRecord.filename, "stopped") << state;
+        if (state == gone) {
+            EXPECT_TRUE(logged("the remembered track /nowhere/gone.flac has gone; skipped"));
+            EXPECT_EQ(getPlayMode(), PlayModeRandom) << "the rest is still taken up";
+        } else {
+            EXPECT_TRUE(logged("resume_state is broken; ignored")) << state;
+            EXPECT_NE(access(kStateFile.c_str(), F_OK), 0) << "the broken file stays";
+        }
+    }
+    const std::string track = demo("Tones/02 Tone 1007.8125 Hz.flac");
+    ASSERT_TRUE(playInDir(track));
+    EXPECT_TRUE(waitUntil([&] { return savedSeconds(track) >= 0; }));
 }

@@ -71,8 +71,7 @@ TEST_F(WireTest, FramesAreByteExactOnAConnectionEach) {
         "{\n\t\"cmd\":\t\"set_play_dir\",\n\t\"path\":\t\"/mnt/a\"\n}"};
     for (int i = 0; i < 6; ++i) {
         EXPECT_EQ(frames[i].magic, 0xABCDEDCBu);
-        EXPECT_EQ(frames[i].body, bodies[i]);
-        EXPECT_EQ(frames[i].length, static_cast<int32_t>(bodies[i].size()));
+        EXPECT_EQ(frames[i].body, bodies[i]) << "the fake reads as many bytes as the header announces";
         EXPECT_EQ(frames[i].connection, i + 1);
     }
 }

@@ -88,10 +88,11 @@ void FakeService::handle(int fd, int number) {
     }
     if (readFully(fd, bytes, sizeof(bytes), -1) != sizeof(bytes))
         return;
+    int32_t length;
     memcpy(&frame.magic, bytes, 4);
-    memcpy(&frame.length, bytes + 4, 4);
-    if (frame.length > 0 && frame.length < (1 << 20)) {
-        frame.body.resize(static_cast<size_t>(frame.length));
+    memcpy(&length, bytes + 4, 4);
+    if (length > 0 && length < (1 << 20)) {
+        frame.body.resize(static_cast<size_t>(length));
         if (readFully(fd, &frame.body[0], frame.body.size(), -1) != frame.body.size())
             frame.body.clear();
     }

@@ -13,7 +13,6 @@
 
 struct RecordedFrame {
     uint32_t magic = 0;
-    int32_t length = 0;
     std::string body;
     std::string cmd;    // "cmd" member of the body, empty when it does not parse
     int connection = 0; // 1-based number of the connection that carried it
