@@ -1,6 +1,7 @@
 // The file browser against real folders: coming back to a folder, a start outside the
-// library, and its loader threads: a huge folder filled while the window thread draws
-// and moves, a late loader, rows held by other threads or by a queued event.
+// library, the title bar's folder trail, and its loader threads: a huge folder filled
+// while the window thread draws and moves, a late loader, rows held by other threads or
+// by a queued event, and the storage block that a folder's rows give back.
 #include "menu_glue.h"
 #include "scratch_dir.h"
 #include "screen_fixture.h"
@@ -97,6 +98,46 @@ TEST_F(BrowserTest, BackFromAStartOutsideTheRootLeadsIntoTheLibrary) {
     EXPECT_EQ(rowLabels(menu), (std::vector<std::string>{"near.mp3"}));
 }
 
+// The trail names the folders below the root, one step each, and a whole path outside it.
+TEST(NavTrail, NamesTheFoldersBelowTheRootAndAWholePathOutsideIt) {
+    const std::string arrow = "\xE2\x80\xBA  ", between = "  \xE2\x80\xBA  ";
+    const struct {
+        const char* root;
+        const char* dir;
+        std::string trail;
+    } cases[] = {
+        {"/m", "/m", ""},
+        {"/m", "", ""}, // nothing shown yet
+        {"/m", "/m/Albums", arrow + "Albums"},
+        {"/m", "/m/a/b c", arrow + "a" + between + "b c"},
+        {"/m", "/mx/y", arrow + "mx" + between + "y"}, // a sibling that shares the root's name
+        {"/m", "/other/x", arrow + "other" + between + "x"},
+        {"/m", "/", arrow + "/"},
+        {"/", "/a/b", arrow + "a" + between + "b"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(zwNavTrail(c.root, c.dir), c.trail) << c.root << " " << c.dir;
+}
+
+// The trail is of the folder whose rows are on screen, not of the one being read.
+TEST_F(BrowserTest, TheTrailFollowsTheRowsNotTheFolderBeingRead) {
+    const std::string albums = root + "/Albums";
+    makeDirs(albums);
+    FileBrowserMenu menu(root.c_str(), albums.c_str(), nullptr, nullptr, 6, 0);
+    menu.LoadDir();
+    EXPECT_EQ(menu.shownDir(), albums);
+    // Going up is read on the loader thread, held here until the test has looked.
+    armGate("");
+    EXPECT_EQ(menu.handleKey(kKeySecondary), 0);
+    ASSERT_TRUE(waitUntil([] { return gGate == 1; }));
+    EXPECT_EQ(std::string(menu.getCurrentDir()), root);
+    EXPECT_EQ(menu.shownDir(), albums) << "the old rows are still on screen";
+    gGate = 2;
+    EXPECT_TRUE(waitUntil([&] { return menu.shownDir() == root; }));
+    menu.cancelLoads();
+    gHandlerHook = nullptr;
+}
+
 // The loader reads the folder twice while this thread (the window thread) draws, moves
 // and reads the rows on screen, as a user pressing keys while a folder loads would.
 // Where the loader puts the cursor afterwards is the library's rows test's affair.
@@ -181,4 +222,25 @@ TEST_F(BrowserTest, AQueuedFolderEventKeepsItsRowAlive) {
     menu.LoadDir();                            // and its row is replaced before the event is taken
     ASSERT_TRUE(reachFolder(menu, root + "/deep"));
     EXPECT_EQ(rowLabels(menu), (std::vector<std::string>{"song.mp3"}));
+}
+
+// The rows of a folder and their actions live in a block of storage of their own, which
+// goes back whole once the folder is left and its rows are freed.
+TEST_F(BrowserTest, AFolderLeftGivesItsRowsStorageBack) {
+    makeDirs(root + "/big");
+    for (int i = 0; i < 300; ++i)
+        writeFile(root + "/big/" + std::to_string(i) + ".mp3", "");
+    const size_t before = zwRowBlockBytes();
+    {
+        Probe menu(root.c_str(), nullptr, nullptr, nullptr, 6, 0);
+        menu.reclaimNow(); // this thread is the window thread
+        menu.enterFolder(root + "/big", std::string());
+        const size_t big = zwRowBlockBytes() - before;
+        EXPECT_GE(big, 300 * (sizeof(PathRow) + sizeof(Action))) << "each row and its action in the block";
+        menu.goBack();
+        menu.reclaimNow();
+        EXPECT_LT(zwRowBlockBytes() - before, big / 100) << "the folder left took its block along";
+        delete new PathRow("made", "outside a load", nullptr, new Action()); // from the heap
+    }
+    EXPECT_EQ(zwRowBlockBytes(), before);
 }
