@@ -172,7 +172,6 @@ TEST_F(PlayScreen, SteadyToneLightsItsBandHighestWithAMarkerAbove) {
     listEffects({"fft_test"});
     setStatus("/m/song.flac", "playing", 1, 100);
     MusicPlayWindow& window = open();
-    EXPECT_EQ(s_visType, kVisTypeSpectrum);
     frame(window);
     EXPECT_FALSE(window.mFftReady) << "no tap yet";
     writeTap(kTone);
@@ -196,10 +195,9 @@ TEST_F(PlayScreen, SteadyToneLightsItsBandHighestWithAMarkerAbove) {
             lit += pixels[y * 1280 + 40 + b * 25 + 12] == kGreen;
         heights.push_back(lit);
     }
-    EXPECT_EQ(std::max_element(heights.begin(), heights.end()) - heights.begin(), 41);
     EXPECT_EQ(heights[41], 200) << "a value above 6 shows the whole column";
     heights[41] = 0;
-    EXPECT_LT(*std::max_element(heights.begin(), heights.end()), 100);
+    EXPECT_LT(*std::max_element(heights.begin(), heights.end()), 100) << "the tone's band stands highest";
     EXPECT_EQ(pixels[530 * 1280 + 40 + 12] >> 24, 0u) << "the eraser leaves the canvas transparent";
     const int p = static_cast<int>(200 * window.mFftPeak[41] / 6.0);
     ASSERT_GT(p, 200);
@@ -227,7 +225,6 @@ TEST_F(PlayScreen, EnteringAndLeavingFiftyTimesLeavesNothingBehind) {
         timers.push_back(window->mBackwardTimer);
         delete window;
         EXPECT_EQ(sFFTThreadRunning.load(), 0);
-        EXPECT_TRUE(s_shm_wave == nullptr && s_in == nullptr && s_out == nullptr);
         if (i == 0)
             baseline = threadCount(); // SDL's timer thread stays once started
     }
