@@ -11,24 +11,20 @@
 
 namespace {
 
-// A w x h picture saved under path by save, its pixels from colour(x, y); the file's bytes.
-template <typename Colour, typename Save>
-std::string saved(const std::string& path, int w, int h, Colour colour, Save save) {
+// A w x h picture saved under path as a JPEG, a BMP or a PNG by its suffix, its pixels
+// from colour(x, y); the file's bytes.
+template <typename Colour> std::string saved(const std::string& path, int w, int h, Colour colour) {
     SDL_Surface* image = SDL_CreateRGBSurfaceWithFormat(0, w, h, 32, SDL_PIXELFORMAT_ARGB8888);
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
             static_cast<Uint32*>(image->pixels)[y * (image->pitch / 4) + x] = colour(x, y);
-    EXPECT_EQ(save(image, path.c_str()), 0);
+    const std::string suffix = path.substr(path.size() - 3);
+    EXPECT_EQ(suffix == "jpg"   ? IMG_SaveJPG(image, path.c_str(), 90)
+              : suffix == "bmp" ? SDL_SaveBMP(image, path.c_str())
+                                : IMG_SavePNG(image, path.c_str()),
+              0);
     SDL_FreeSurface(image);
     return readFile(path);
-}
-
-int saveJpeg(SDL_Surface* image, const char* path) {
-    return IMG_SaveJPG(image, path, 90);
-}
-
-int saveBmp(SDL_Surface* image, const char* path) {
-    return SDL_SaveBMP(image, path);
 }
 
 // A red left half and a blue right half, with steps of green down the rows and some
@@ -59,7 +55,7 @@ protected:
 
 TEST_F(Covers, LargeJpegIsDecodedReducedButKeepsItsSize) {
     const std::string path = dir.path() + "/cover.jpg";
-    saved(path, 3000, 3000, halves(3000, 3000), saveJpeg);
+    saved(path, 3000, 3000, halves(3000, 3000));
     auto* cover = static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str()));
     ASSERT_NE(cover, nullptr);
     EXPECT_EQ(std::vector<int>({cover->getWidth(), cover->getHeight(), cover->mReduction, cover->mImage->w}),
@@ -84,8 +80,7 @@ TEST_F(Covers, LargeJpegIsDecodedReducedButKeepsItsSize) {
 
 TEST_F(Covers, LargePngIsAveragedDownAndDecodedAgainWhenDrawnAtItsOwnSize) {
     const std::string path = dir.path() + "/stripes.png";
-    saved(
-        path, 1600, 900, [](int x, int) { return x % 2 ? 0xff000000u : 0xffffffffu; }, IMG_SavePNG);
+    saved(path, 1600, 900, [](int x, int) { return x % 2 ? 0xff000000u : 0xffffffffu; });
     auto* cover = static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str()));
     ASSERT_NE(cover, nullptr);
     EXPECT_EQ(std::vector<int>({cover->getWidth(), cover->mReduction, cover->mImage->w, cover->mImage->h}),
@@ -103,7 +98,7 @@ TEST_F(Covers, LargePngIsAveragedDownAndDecodedAgainWhenDrawnAtItsOwnSize) {
 
 TEST_F(Covers, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
     const std::string path = dir.path() + "/cover.png";
-    saved(path, 301, 157, halves(301, 157), IMG_SavePNG);
+    saved(path, 301, 157, halves(301, 157));
     int width = 0, height = 0, reduction = 0;
     SDL_Surface* ours = zwDecodeImage(path.c_str(), &width, &height, &reduction);
     SDL_Surface* loaded = IMG_Load(path.c_str());
@@ -120,7 +115,7 @@ TEST_F(Covers, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
     SDL_FreeSurface(reference);
 
     // A BMP goes to SDL_image; found in the application's folder when the theme lacks it.
-    saved(dir.path() + "/cover.bmp", 40, 30, halves(40, 30), saveBmp);
+    saved(dir.path() + "/cover.bmp", 40, 30, halves(40, 30));
     ZelmorSurface* bmp = LoadZelmorSurface("/nonexistent/", dir.path().c_str(), "cover.bmp");
     ASSERT_NE(bmp, nullptr);
     EXPECT_EQ(bmp->getWidth(), 40);
@@ -129,9 +124,9 @@ TEST_F(Covers, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
 
 TEST_F(Covers, HugeDeclaredSizesAreRefusedAndACutFileDecodesAsFarAsItGoes) {
     auto grey = [](int, int) { return 0xff606060u; };
-    std::string jpeg = saved(dir.path() + "/a.jpg", 16, 16, grey, saveJpeg);
-    std::string png = saved(dir.path() + "/a.png", 16, 16, grey, IMG_SavePNG);
-    std::string bmp = saved(dir.path() + "/a.bmp", 16, 16, grey, saveBmp);
+    std::string jpeg = saved(dir.path() + "/a.jpg", 16, 16, grey),
+                png = saved(dir.path() + "/a.png", 16, 16, grey),
+                bmp = saved(dir.path() + "/a.bmp", 16, 16, grey);
     // 60000 x 60000: 14 GB as pixels, 56 million even at 1/8.
     const size_t frame = jpeg.find("\xff\xc0");
     ASSERT_NE(frame, std::string::npos);
@@ -146,9 +141,8 @@ TEST_F(Covers, HugeDeclaredSizesAreRefusedAndACutFileDecodesAsFarAsItGoes) {
         EXPECT_EQ(LoadZelmorSurface(dir.path().c_str(), "./", name), nullptr) << name;
     }
 
-    std::string photo = saved(
-        dir.path() + "/photo.jpg", 3000, 2000,
-        [](int x, int y) { return 0xff000000u | (x * 7 + y * 13) % 0xffffff; }, saveJpeg);
+    std::string photo = saved(dir.path() + "/photo.jpg", 3000, 2000,
+                              [](int x, int y) { return 0xff000000u | (x * 7 + y * 13) % 0xffffff; });
     writeFile(dir.path() + "/cut.jpg", photo.substr(0, photo.size() / 2));
     ZelmorSurface* cut = LoadZelmorSurface(dir.path().c_str(), "./", "cut.jpg");
     ASSERT_NE(cut, nullptr);

@@ -52,14 +52,13 @@ TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
     EXPECT_EQ(sent("seek", "ms"), (Words{"105000", "110000"})) << "each builds on the pending target";
     EXPECT_EQ(sMusicPlayingStatus.seekHold.load(), 30) << "the hold starts again when the seek goes out";
 
-    sMusicPlayingStatus.seekTarget.store(-1);
-    setStatus("/m/song.flac", "playing", 3, 300);
-    press(SDLK_LEFT);
-    EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), 0);
-    sMusicPlayingStatus.seekTarget.store(-1);
-    setStatus("/m/song.flac", "playing", 298, 300);
-    press(SDLK_RIGHT);
-    EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), 300);
+    // {position, key, target}: clamped to the track.
+    for (auto [position, key, target] : {std::tuple{3, SDLK_LEFT, 0}, {298, SDLK_RIGHT, 300}}) {
+        sMusicPlayingStatus.seekTarget.store(-1);
+        setStatus("/m/song.flac", "playing", position, 300);
+        press(key);
+        EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), target);
+    }
     // One seek per direction, each with the target that stands when its timer fires.
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 4; }));
     EXPECT_EQ(sent("seek", "ms"), (Words{"105000", "110000", "300000", "300000"}));
