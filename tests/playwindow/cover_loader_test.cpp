@@ -9,6 +9,8 @@
 
 #include <SDL2/SDL_image.h>
 
+#include <memory>
+
 namespace {
 
 // A w x h picture saved under path as a JPEG, a BMP or a PNG by its suffix, its pixels
@@ -56,7 +58,7 @@ protected:
 TEST_F(Covers, LargeJpegIsDecodedReducedButKeepsItsSize) {
     const std::string path = dir.path() + "/cover.jpg";
     saved(path, 3000, 3000, halves(3000, 3000));
-    auto* cover = static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str()));
+    std::unique_ptr<ZwSurface> cover(static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str())));
     ASSERT_NE(cover, nullptr);
     EXPECT_EQ(std::vector<int>({cover->getWidth(), cover->getHeight(), cover->mReduction, cover->mImage->w}),
               std::vector<int>({3000, 3000, 4, 750}));
@@ -75,13 +77,12 @@ TEST_F(Covers, LargeJpegIsDecodedReducedButKeepsItsSize) {
     ASSERT_NE(pixels, nullptr);
     EXPECT_EQ(w, 256);
     EXPECT_TRUE(near(pixels[128 * 256 + 20], 0xffdc1e1e));
-    delete cover;
 }
 
 TEST_F(Covers, LargePngIsAveragedDownAndDecodedAgainWhenDrawnAtItsOwnSize) {
     const std::string path = dir.path() + "/stripes.png";
     saved(path, 1600, 900, [](int x, int) { return x % 2 ? 0xff000000u : 0xffffffffu; });
-    auto* cover = static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str()));
+    std::unique_ptr<ZwSurface> cover(static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str())));
     ASSERT_NE(cover, nullptr);
     EXPECT_EQ(std::vector<int>({cover->getWidth(), cover->mReduction, cover->mImage->w, cover->mImage->h}),
               std::vector<int>({1600, 4, 400, 225}))
@@ -93,7 +94,6 @@ TEST_F(Covers, LargePngIsAveragedDownAndDecodedAgainWhenDrawnAtItsOwnSize) {
     cover->blit(nullptr, &own, 1, nullptr);
     EXPECT_TRUE(pixel(0, 0) == 0xffffffffu && pixel(1, 0) == 0xff000000u && cover->mReduction == 1)
         << "drawn at its own size, it is decoded again whole";
-    delete cover;
 }
 
 TEST_F(Covers, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
@@ -116,10 +116,9 @@ TEST_F(Covers, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
 
     // A BMP goes to SDL_image; found in the application's folder when the theme lacks it.
     saved(dir.path() + "/cover.bmp", 40, 30, halves(40, 30));
-    ZelmorSurface* bmp = LoadZelmorSurface("/nonexistent/", dir.path().c_str(), "cover.bmp");
+    std::unique_ptr<ZelmorSurface> bmp(LoadZelmorSurface("/nonexistent/", dir.path().c_str(), "cover.bmp"));
     ASSERT_NE(bmp, nullptr);
     EXPECT_EQ(bmp->getWidth(), 40);
-    delete bmp;
 }
 
 TEST_F(Covers, HugeDeclaredSizesAreRefusedAndACutFileDecodesAsFarAsItGoes) {
@@ -144,8 +143,7 @@ TEST_F(Covers, HugeDeclaredSizesAreRefusedAndACutFileDecodesAsFarAsItGoes) {
     std::string photo = saved(dir.path() + "/photo.jpg", 3000, 2000,
                               [](int x, int y) { return 0xff000000u | (x * 7 + y * 13) % 0xffffff; });
     writeFile(dir.path() + "/cut.jpg", photo.substr(0, photo.size() / 2));
-    ZelmorSurface* cut = LoadZelmorSurface(dir.path().c_str(), "./", "cut.jpg");
+    std::unique_ptr<ZelmorSurface> cut(LoadZelmorSurface(dir.path().c_str(), "./", "cut.jpg"));
     ASSERT_NE(cut, nullptr);
     EXPECT_EQ(cut->getWidth(), 3000);
-    delete cut;
 }
