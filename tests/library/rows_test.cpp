@@ -57,7 +57,6 @@ TEST_F(RowsTest, TheCurrentRowShowsPlayingOrPausedFromTheNextFrame) {
     gUIWindows.push_back(album);
     album->mMenu.LoadDir();
     const std::string song = library + "/song.mp3";
-    ASSERT_EQ(row(album->mMenu, 0)->mItemPath, song);
     const struct {
         std::string path, state;
         ZelmorSurface* icon; // of the song's row

@@ -73,7 +73,6 @@ void PlayerTest::SetUp() {
         removeTree(file);
     listEffects({"fft1"});
     writeTap({});
-    gUIWindows.clear();
     gWinList = &gUIWindows;
     ASSERT_TRUE(service.start()) << "the socket name is taken: run the tests in a network namespace";
     service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": 0}"});
