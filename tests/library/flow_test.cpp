@@ -51,11 +51,9 @@ TEST_F(FlowTest, BrowsePlayComeBackAndUseEveryPopupScreen) {
     ASSERT_EQ(gUIWindows.size(), 2u);
     EXPECT_EQ(gUIWindows.back()->mKind, 1);
     EXPECT_EQ(sentCommands(), (Words{"set_play_dir", "play_file_in_dir"}));
-    setStatus(albums + "/02 - Harbour Walk.mp3", "playing", 0, 0, "", "The Quiet Harbour");
-    pthread_mutex_lock(&sMusicPlayingStatusLock);
-    sMusicPlayingStatus.album = "Albums";
-    sMusicPlayingStatus.year = "2021";
-    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+    // No title; artist, album and year.
+    setStatus(albums + "/02 - Harbour Walk.mp3", "playing", 0, 0, "", "The Quiet Harbour", "Albums", "",
+              "2021");
 
     // Meanwhile the list went to its end; back on the library the track is in view again,
     // as the first row of the page.

@@ -55,11 +55,8 @@ TEST_F(PopupsTest, WithAHeadsetTheBackgroundPlayRowGoes) {
 TEST_F(PopupsTest, InformationRowsShowTheFileNameAndTheTagsThereAre) {
     setStatus("/m/a.mp3", "stopped");
     EXPECT_EQ(popup_info_window(nullptr), kWinResultClose);
-    setStatus("/music/b.mp3", "paused", 0, 0, "never shown", "Artist Name");
-    pthread_mutex_lock(&sMusicPlayingStatusLock);
-    sMusicPlayingStatus.genre = "Jazz";
-    sMusicPlayingStatus.year = "1999";
-    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+    // A title, an artist, no album, a genre and a year.
+    setStatus("/music/b.mp3", "paused", 0, 0, "never shown", "Artist Name", "", "Jazz", "1999");
     auto* window = show<MusicInfoWindow>(popup_info_window);
     ASSERT_NE(window, nullptr);
     std::vector<std::string> texts;
