@@ -178,10 +178,8 @@ TEST_F(PlayScreen, SteadyToneLightsItsBandHighestWithAMarkerAbove) {
     frame(window);
     ASSERT_TRUE(window.mFftReady) << "a later frame brings the analysis up";
     ASSERT_TRUE(waitUntil([] {
-        pthread_mutex_lock(&sFFTLock);
-        bool steady = s_fft_value[41] > 6.5 && s_fft_peak[41] < 7.5;
-        pthread_mutex_unlock(&sFFTLock);
-        return steady;
+        ZwLock guard(&sFFTLock);
+        return s_fft_value[41] > 6.5 && s_fft_peak[41] < 7.5;
     })) << "the analysis never settled on the tone";
     frame(window);
     SetRenderTarget(window.mVisCanvas);
@@ -277,14 +275,13 @@ TEST_F(PlayGallery, NowPlayingWithSpectrumWithWaveformAndIdle) {
         service.script("get_play_mode", Reply{ReplyKind::Json, std::string("{\"mode\": ") + shot.mode + "}"});
         MusicPlayWindow window(1, true, shot.idle);
         EXPECT_TRUE(waitUntil([] {
-            pthread_mutex_lock(&sFFTLock);
+            ZwLock guard(&sFFTLock);
             bool settled = s_fft_value[8] > 2.0;
             for (int b = 0; b < 48 && settled; ++b) {
                 double v = s_fft_value[b];
                 settled =
                     std::fabs(s_fft_peak[b] - std::max(v + (v > 4.5 ? 0.3 : 0.0), s_gforce_table[0])) < 1e-9;
             }
-            pthread_mutex_unlock(&sFFTLock);
             return settled;
         })) << "the markers never came to rest";
         frame(window);

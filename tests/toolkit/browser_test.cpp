@@ -46,20 +46,17 @@ public:
     }
     // 0 when the cursor is on a row and every row of the page has its label.
     int strayRows() {
-        pthread_mutex_lock(&mCursorLock);
+        ZwLock guard(&mCursorLock);
         int rows = getListNum(), stray = rows > 0 && (mSelected < 0 || mSelected >= rows);
         for (int i = mFirstVisible; i <= mLastVisible; ++i) {
             if (TextMenuItem* row = getItemByIndex(i))
                 stray += row->getLabel().empty();
         }
-        pthread_mutex_unlock(&mCursorLock);
         return stray;
     }
     TextMenuItem* selectedRow() {
-        pthread_mutex_lock(&mCursorLock);
-        TextMenuItem* row = getItemByIndex(mSelected);
-        pthread_mutex_unlock(&mCursorLock);
-        return row;
+        ZwLock guard(&mCursorLock);
+        return getItemByIndex(mSelected);
     }
 };
 
