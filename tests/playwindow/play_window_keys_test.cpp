@@ -46,7 +46,6 @@ TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 1 && msSince(first) >= 250; }));
     press(SDLK_RIGHT);
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 2; }));
-    EXPECT_EQ(sent("seek", "ms"), (Words{"105000", "110000"})) << "each builds on the pending target";
     EXPECT_EQ(sMusicPlayingStatus.seekHold.load(), 30) << "the hold starts again when the seek goes out";
 
     // {position, key, target}: clamped to the track.
@@ -56,7 +55,8 @@ TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
         press(key);
         EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), target);
     }
-    // One seek per direction, each with the target that stands when its timer fires.
+    // Each of the first two builds on the pending target; then one seek per direction,
+    // each with the target that stands when its timer fires.
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 4; }));
     EXPECT_EQ(sent("seek", "ms"), (Words{"105000", "110000", "300000", "300000"}));
 }
