@@ -121,7 +121,6 @@ TEST_F(BrowserTest, TheTrailFollowsTheRowsNotTheFolderBeingRead) {
     makeDirs(albums);
     FileBrowserMenu menu(root.c_str(), albums.c_str(), nullptr, nullptr, 6, 0);
     menu.LoadDir();
-    EXPECT_EQ(menu.shownDir(), albums);
     // Going up is read on the loader thread, held here until the test has looked.
     armGate("");
     EXPECT_EQ(menu.handleKey(kKeySecondary), 0);
