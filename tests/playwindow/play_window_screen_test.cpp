@@ -6,8 +6,6 @@
 #include "playwindow/screen/music_play_window.h"
 #include "playwindow/screen/play_window_internal.h"
 
-#include <SDL2/SDL_image.h>
-
 #include <filesystem>
 
 namespace {
