@@ -102,10 +102,8 @@ TEST_F(Covers, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
     const std::string path = dir.path() + "/cover.png";
     saved(path, 301, 157, halves(301, 157));
     int width = 0, height = 0, reduction = 0;
-    SDL_Surface* ours = zwDecodeImage(path.c_str(), &width, &height, &reduction);
-    SDL_Surface* loaded = IMG_Load(path.c_str());
-    SDL_Surface* reference = SDL_ConvertSurfaceFormat(loaded, SDL_PIXELFORMAT_ARGB8888, 0);
-    SDL_FreeSurface(loaded);
+    SurfacePtr ours(zwDecodeImage(path.c_str(), &width, &height, &reduction), &SDL_FreeSurface),
+        reference = loadArgb(path);
     ASSERT_TRUE(ours && reference);
     EXPECT_TRUE(width == 301 && reduction == 1);
     for (int y = 0; y < 157; ++y)
@@ -113,8 +111,6 @@ TEST_F(Covers, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
                          static_cast<char*>(reference->pixels) + y * reference->pitch, 301 * 4),
                   0)
             << "row " << y;
-    SDL_FreeSurface(ours);
-    SDL_FreeSurface(reference);
 
     // A BMP goes to SDL_image; found in the application's folder when the theme lacks it.
     saved(dir.path() + "/cover.bmp", 40, 30, halves(40, 30));
