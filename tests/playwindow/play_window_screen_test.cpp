@@ -184,13 +184,10 @@ TEST_F(PlayScreen, SteadyToneLightsItsBandHighestWithAMarkerAbove) {
     auto pixels = readTargetPixels(0, 0, 1280, 720);
     SetRenderTarget(nullptr);
     // Lit height of each band's middle column over the 200 rows of the foreground.
-    std::vector<int> heights;
-    for (int b = 0; b < 48; ++b) {
-        int lit = 0;
+    std::vector<int> heights(48);
+    for (int b = 0; b < 48; ++b)
         for (int y = 520; y < 720; ++y)
-            lit += pixels[y * 1280 + 40 + b * 25 + 12] == kGreen;
-        heights.push_back(lit);
-    }
+            heights[b] += pixels[y * 1280 + 40 + b * 25 + 12] == kGreen;
     EXPECT_EQ(heights[41], 200) << "a value above 6 shows the whole column";
     heights[41] = 0;
     EXPECT_LT(*std::max_element(heights.begin(), heights.end()), 100) << "the tone's band stands highest";

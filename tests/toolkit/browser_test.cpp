@@ -48,10 +48,9 @@ public:
     int strayRows() {
         ZwLock guard(&mCursorLock);
         int rows = getListNum(), stray = rows > 0 && (mSelected < 0 || mSelected >= rows);
-        for (int i = mFirstVisible; i <= mLastVisible; ++i) {
+        for (int i = mFirstVisible; i <= mLastVisible; ++i)
             if (TextMenuItem* row = getItemByIndex(i))
                 stray += row->getLabel().empty();
-        }
         return stray;
     }
     TextMenuItem* selectedRow() {
