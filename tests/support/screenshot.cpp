@@ -7,19 +7,12 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <memory>
-
-namespace {
-
-using SurfacePtr = std::unique_ptr<SDL_Surface, decltype(&SDL_FreeSurface)>;
 
 SurfacePtr loadArgb(const std::string& path) {
     SurfacePtr image(IMG_Load(path.c_str()), &SDL_FreeSurface);
     return SurfacePtr(image ? SDL_ConvertSurfaceFormat(image.get(), SDL_PIXELFORMAT_ARGB8888, 0) : nullptr,
                       &SDL_FreeSurface);
 }
-
-} // namespace
 
 int channelDistance(Uint32 a, Uint32 b) {
     int worst = 0;

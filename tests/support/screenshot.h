@@ -5,8 +5,15 @@
 
 #include <SDL2/SDL.h>
 
+#include <memory>
 #include <string>
 #include <vector>
+
+using SurfacePtr = std::unique_ptr<SDL_Surface, decltype(&SDL_FreeSurface)>;
+
+// An image file (any format SDL_image reads) as ARGB8888 pixels; null when it cannot be
+// read.
+SurfacePtr loadArgb(const std::string& path);
 
 // Reads the current render target's pixels (ARGB8888), w x h from the top left.
 std::vector<Uint32> readTargetPixels(int x, int y, int w, int h);

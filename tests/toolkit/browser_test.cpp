@@ -1,6 +1,9 @@
-// The file browser against real folders: coming back to a folder, a start outside the
-// library, and its loader threads: a huge folder filled while the window thread draws
-// and moves, a late loader, rows held by other threads or by a queued event.
+// The lists: cursor movement and paging on a long and an empty list, and restoring a
+// position on lists shorter than a page. The file browser against real folders: coming
+// back to a folder, a start outside the library, the title bar's folder trail, and its
+// loader threads: a huge folder filled while the window thread draws and moves, a late
+// loader, rows held by other threads or by a queued event, and the storage block that a
+// folder's rows give back.
 #include "menu_glue.h"
 #include "scratch_dir.h"
 #include "screen_fixture.h"
@@ -8,9 +11,23 @@
 
 #include <atomic>
 #include <fcntl.h>
+#include <functional>
+#include <memory>
 #include <unistd.h>
 
 namespace {
+
+std::unique_ptr<TextMenu> listOf(int rows) {
+    // No row images: the second may be null, and so may the first.
+    auto menu = std::make_unique<TextMenu>(nullptr, nullptr, 6, 0);
+    for (int i = 0; i < rows; ++i)
+        menu->insertItem(new TextMenuItem(("row " + std::to_string(i)).c_str(), nullptr, nullptr, true));
+    return menu;
+}
+
+std::vector<int> view(const ListMenu& menu) {
+    return {menu.mSelected, menu.mFirstVisible, menu.mLastVisible};
+}
 
 class BrowserTest : public testing::Test {
 protected:
@@ -45,24 +62,48 @@ public:
     }
     // 0 when the cursor is on a row and every row of the page has its label.
     int strayRows() {
-        pthread_mutex_lock(&mCursorLock);
+        ZwLock guard(&mCursorLock);
         int rows = getListNum(), stray = rows > 0 && (mSelected < 0 || mSelected >= rows);
-        for (int i = mFirstVisible; i <= mLastVisible; ++i) {
+        for (int i = mFirstVisible; i <= mLastVisible; ++i)
             if (TextMenuItem* row = getItemByIndex(i))
                 stray += row->getLabel().empty();
-        }
-        pthread_mutex_unlock(&mCursorLock);
         return stray;
     }
     TextMenuItem* selectedRow() {
-        pthread_mutex_lock(&mCursorLock);
-        TextMenuItem* row = getItemByIndex(mSelected);
-        pthread_mutex_unlock(&mCursorLock);
-        return row;
+        ZwLock guard(&mCursorLock);
+        return getItemByIndex(mSelected);
     }
 };
 
 } // namespace
+
+TEST(ListCursor, MovesWrapPagesStopAtTheEndsAndPositionsAreRestored) {
+    std::unique_ptr<TextMenu> menu = listOf(20);
+    const std::function<void()> up = [&] { menu->moveBackward(); }, down = [&] { menu->moveForward(); },
+                                pageUp = [&] { menu->pageUp(); }, pageDown = [&] { menu->pageDown(); };
+    // {move, times, view after}
+    const struct {
+        std::function<void()> move;
+        int times;
+        std::vector<int> after;
+    } steps[] = {{up, 1, {19, 14, 19}},                             // up from the first row wraps to the last
+                 {down, 1, {0, 0, 5}},        {down, 6, {6, 1, 6}}, // the page follows one row at a time
+                 {pageUp, 1, {0, 0, 5}},      {pageDown, 1, {6, 6, 11}}, {pageDown, 2, {18, 14, 19}},
+                 {pageDown, 1, {19, 14, 19}}, {pageUp, 1, {13, 8, 13}},  {pageUp, 4, {0, 0, 5}}};
+    for (const auto& s : steps) {
+        for (int i = 0; i < s.times; ++i)
+            s.move();
+        EXPECT_EQ(view(*menu), s.after) << "step to " << s.after[0];
+    }
+    menu->restorePos(50, 0, 5);
+    EXPECT_EQ(view(*menu), (std::vector<int>{19, 14, 19})) << "a row beyond the end takes the last";
+    std::unique_ptr<TextMenu> empty = listOf(0), four = listOf(4);
+    empty->pageDown();
+    empty->moveForward();
+    EXPECT_EQ(view(*empty), (std::vector<int>{0, 0, -1}));
+    four->restorePos(1, 1, 3);
+    EXPECT_EQ(view(*four), (std::vector<int>{1, 0, 3})) << "fewer rows than fit: all shown";
+}
 
 // Coming back puts the cursor where it was; if the parent changed meanwhile, on the
 // folder wherever it now stands.
@@ -73,9 +114,8 @@ TEST_F(BrowserTest, ComingBackRestoresTheViewOrFindsTheMovedFolder) {
     menu.LoadDir();
     menu.restorePos(9, 4, 9);
     menu.enterFolder(root + "/d9", std::string());
-    EXPECT_EQ(menu.getListNum(), 0);
     EXPECT_EQ(menu.goBack(), 0);
-    EXPECT_EQ(std::vector<int>({menu.mSelected, menu.mFirstVisible}), std::vector<int>({9, 4}));
+    EXPECT_EQ(view(menu), (std::vector<int>{9, 4, 9}));
     menu.enterFolder(root + "/d9", std::string());
     make({"a-new/"}); // shifts d9 down one row
     EXPECT_EQ(menu.goBack(), 0);
@@ -95,6 +135,45 @@ TEST_F(BrowserTest, BackFromAStartOutsideTheRootLeadsIntoTheLibrary) {
     EXPECT_EQ(menu.goBack(), 0);
     ASSERT_TRUE(reachFolder(menu, root));
     EXPECT_EQ(rowLabels(menu), (std::vector<std::string>{"near.mp3"}));
+}
+
+// The trail names the folders below the root, one step each, and a whole path outside it.
+TEST(NavTrail, NamesTheFoldersBelowTheRootAndAWholePathOutsideIt) {
+    const std::string arrow = "\xE2\x80\xBA  ", between = "  \xE2\x80\xBA  ";
+    const struct {
+        const char* root;
+        const char* dir;
+        std::string trail;
+    } cases[] = {
+        {"/m", "/m", ""},
+        {"/m", "", ""}, // nothing shown yet
+        {"/m", "/m/Albums", arrow + "Albums"},
+        {"/m", "/m/a/b c", arrow + "a" + between + "b c"},
+        {"/m", "/mx/y", arrow + "mx" + between + "y"}, // a sibling that shares the root's name
+        {"/m", "/other/x", arrow + "other" + between + "x"},
+        {"/m", "/", arrow + "/"},
+        {"/", "/a/b", arrow + "a" + between + "b"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(zwNavTrail(c.root, c.dir), c.trail) << c.root << " " << c.dir;
+}
+
+// The trail is of the folder whose rows are on screen, not of the one being read.
+TEST_F(BrowserTest, TheTrailFollowsTheRowsNotTheFolderBeingRead) {
+    const std::string albums = root + "/Albums";
+    makeDirs(albums);
+    FileBrowserMenu menu(root.c_str(), albums.c_str(), nullptr, nullptr, 6, 0);
+    menu.LoadDir();
+    // Going up is read on the loader thread, held here until the test has looked.
+    armGate("");
+    EXPECT_EQ(menu.handleKey(kKeySecondary), 0);
+    ASSERT_TRUE(waitUntil([] { return gGate == 1; }));
+    EXPECT_EQ(std::string(menu.getCurrentDir()), root);
+    EXPECT_EQ(menu.shownDir(), albums) << "the old rows are still on screen";
+    gGate = 2;
+    EXPECT_TRUE(waitUntil([&] { return menu.shownDir() == root; }));
+    menu.cancelLoads();
+    gHandlerHook = nullptr;
 }
 
 // The loader reads the folder twice while this thread (the window thread) draws, moves
@@ -181,4 +260,25 @@ TEST_F(BrowserTest, AQueuedFolderEventKeepsItsRowAlive) {
     menu.LoadDir();                            // and its row is replaced before the event is taken
     ASSERT_TRUE(reachFolder(menu, root + "/deep"));
     EXPECT_EQ(rowLabels(menu), (std::vector<std::string>{"song.mp3"}));
+}
+
+// The rows of a folder and their actions live in a block of storage of their own, which
+// goes back whole once the folder is left and its rows are freed.
+TEST_F(BrowserTest, AFolderLeftGivesItsRowsStorageBack) {
+    makeDirs(root + "/big");
+    for (int i = 0; i < 300; ++i)
+        writeFile(root + "/big/" + std::to_string(i) + ".mp3", "");
+    const size_t before = zwRowBlockBytes();
+    {
+        Probe menu(root.c_str(), nullptr, nullptr, nullptr, 6, 0);
+        menu.reclaimNow(); // this thread is the window thread
+        menu.enterFolder(root + "/big", std::string());
+        const size_t big = zwRowBlockBytes() - before;
+        EXPECT_GE(big, 300 * (sizeof(PathRow) + sizeof(Action))) << "each row and its action in the block";
+        menu.goBack();
+        menu.reclaimNow();
+        EXPECT_LT(zwRowBlockBytes() - before, big / 100) << "the folder left took its block along";
+        delete new PathRow("made", "outside a load", nullptr, new Action()); // from the heap
+    }
+    EXPECT_EQ(zwRowBlockBytes(), before);
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 
 namespace {
 
@@ -24,40 +25,38 @@ long lit(int x, int y, int w, int h) {
 } // namespace
 
 TEST_F(ScreenTest, BlitFlagsAndNullRectangles) {
-    ZelmorSurface* canvas = CreateSurface(16, 16);
-    ZelmorSurface* red = fromPixels(std::vector<Uint32>(8, kRed), 4, 2);
+    std::unique_ptr<ZelmorSurface> canvas(CreateSurface(16, 16)),
+        red(fromPixels(std::vector<Uint32>(8, kRed), 4, 2));
     ASSERT_TRUE(canvas && red);
-    SetRenderTarget(canvas);
+    SetRenderTarget(canvas.get());
     EXPECT_EQ(pixel(0, 0), kClear) << "a new canvas is transparent";
     // Flag 1: natural size at x, y whatever w and h say.
     SDL_Rect stale = {5, 6, 999, 0}, whole = {0, 0, 16, 16}, box = {2, 2, 8, 8}, part = {0, 0, 1, 1};
     red->blit(nullptr, &stale, 1, nullptr);
     EXPECT_TRUE(pixel(5, 6) == kRed && pixel(8, 7) == kRed && pixel(9, 6) == kClear && pixel(5, 8) == kClear);
     // Flag 0 stretches; a source rectangle with a null destination fills the target.
-    ClearRect(canvas, &whole, 0, 0, 0, 0);
+    ClearRect(canvas.get(), &whole, 0, 0, 0, 0);
     red->blit(nullptr, &box, 0, nullptr);
     EXPECT_TRUE(pixel(9, 9) == kRed && pixel(10, 10) == kClear);
     red->blit(&part, nullptr, 1, nullptr);
     EXPECT_EQ(pixel(15, 15), kRed);
     // Filling with a transparent colour replaces, it does not blend.
-    FillRect(canvas, &whole, 0, 0, 0, 0);
+    FillRect(canvas.get(), &whole, 0, 0, 0, 0);
     EXPECT_EQ(readTargetPixels(0, 0, 16, 16), std::vector<Uint32>(256, kClear));
     SetRenderTarget(nullptr);
-    delete red;
-    delete canvas;
 }
 
 // colour = dst * dst, alpha = dstA * dstA - srcA * srcA, on a 0..1 scale, where the
 // stamp lands, clipped to the canvas; the rest of the canvas stays as it was.
 TEST_F(ScreenTest, EraserModeCutsHolesWithTheExactFormula) {
-    ZelmorSurface* canvas = CreateSurface(8, 4);
+    std::unique_ptr<ZelmorSurface> canvas(CreateSurface(8, 4));
     SDL_Rect whole = {0, 0, 8, 4};
-    FillRect(canvas, &whole, 200, 100, 50, 255);
+    FillRect(canvas.get(), &whole, 200, 100, 50, 255);
     // Left half of the mask opaque, right half with alpha 128.
     std::vector<Uint32> mask(8 * 4);
     for (int i = 0; i < 32; ++i)
         mask[i] = i % 8 < 4 ? 0xff123456 : 0x80123456;
-    ZelmorSurface* stamp = fromPixels(mask, 8, 4);
+    std::unique_ptr<ZelmorSurface> stamp(fromPixels(mask, 8, 4));
     stamp->setBlendMode(SDL_ComposeCustomBlendMode(
         SDL_BLENDFACTOR_ZERO, SDL_BLENDFACTOR_DST_COLOR, SDL_BLENDOPERATION_ADD, SDL_BLENDFACTOR_SRC_ALPHA,
         SDL_BLENDFACTOR_DST_ALPHA, SDL_BLENDOPERATION_REV_SUBTRACT));
@@ -66,9 +65,9 @@ TEST_F(ScreenTest, EraserModeCutsHolesWithTheExactFormula) {
     SDL_GetRendererInfo(gZwRenderer, &info);
     // GLES2 takes the composed mode itself; the software renderer refuses it and the
     // stamp runs on the CPU. Both must give the same pixels.
-    EXPECT_EQ(static_cast<ZwSurface*>(stamp)->mSoftwareEraser, strcmp(info.name, "opengles2") != 0)
+    EXPECT_EQ(static_cast<ZwSurface*>(stamp.get())->mSoftwareEraser, strcmp(info.name, "opengles2") != 0)
         << info.name;
-    SetRenderTarget(canvas);
+    SetRenderTarget(canvas.get());
     // The stamp's right half lands on columns 0 to 3; then its top left corner on the
     // bottom right 2 x 2 pixels.
     SDL_Rect left = {-4, 0, 0, 0}, corner = {6, 2, 0, 0};
@@ -82,8 +81,6 @@ TEST_F(ScreenTest, EraserModeCutsHolesWithTheExactFormula) {
         std::vector<Uint32>({halfCut, halfCut, kept, kept, kept, colour}))
         << "an opaque mask leaves alpha 0";
     SetRenderTarget(nullptr);
-    delete stamp;
-    delete canvas;
 }
 
 // A line too long for its rectangle ends inside it, and later frames reuse the rendered

@@ -28,16 +28,13 @@ TEST_F(ScreenTest, MenuGalleryListAndDialog) {
     ASSERT_NE(gBackground, nullptr) << "skin/background.png";
     gDefaultStringList.resize(8);
     appendDefaultStrings();
-    std::vector<std::unique_ptr<ZelmorSurface>> images;
-    auto load = [&](const char* file) {
-        images.emplace_back(LoadZelmorSurface(gThemePath, "./", file));
-        return images.back().get();
-    };
+    std::unique_ptr<ZelmorSurface> audio(LoadZelmorSurface(gThemePath, "./", "skin/ic-video.png")),
+        playing(LoadZelmorSurface(gThemePath, "./", "skin/ic-playing.png"));
     ScratchDir dir("gallery");
     makeEntries(dir.path(), {"Albums/", "Live Recordings/"});
     for (int i = 1; i <= 14; ++i)
         makeEntries(dir.path(), {std::to_string(i) + " - Track number " + std::to_string(i) + ".mp3"});
-    gTestAudioIcon = load("skin/ic-video.png");
+    gTestAudioIcon = audio.get();
     FileBrowserMenu files(dir.path().c_str(), nullptr, "skin/bg-list-long-a.png", "skin/bg-list-long-n.png",
                           6, 0);
     SDL_Rect listRect = {0, 80, 1280, 560};
@@ -45,7 +42,7 @@ TEST_F(ScreenTest, MenuGalleryListAndDialog) {
     files.LoadDir();
     files.restorePos(2, 0, 5);
     // The track that plays shows the playing icon, as the program's rows do.
-    files.getItemByIndex(2)->mIcon = load("skin/ic-playing.png");
+    files.getItemByIndex(2)->mIcon = playing.get();
     BarScreen<FileBrowserMenu> list(8, files);
     expectScreen({&list}, "menu_list");
 

@@ -36,13 +36,11 @@ protected:
         s_out = static_cast<fftw_complex*>(fftw_malloc(sizeof(fftw_complex) * kTapSamples));
         s_plan = fftw_plan_dft_1d(kTapSamples, s_in, s_out, FFTW_FORWARD, FFTW_ESTIMATE);
     }
+    // The buffers and the plan go as the analysis lets them go; the samples are the
+    // test's own, not a mapping.
     void TearDown() override {
-        fftw_destroy_plan(s_plan);
-        fftw_free(s_in);
-        fftw_free(s_out);
-        s_plan = nullptr;
-        s_in = s_out = nullptr;
         s_shm_wave = nullptr;
+        stopVisualizer();
     }
     // One frame on new samples from a fresh start; the band that came out loudest.
     int play(std::vector<int16_t> next) {
